@@ -1,0 +1,20 @@
+#include "UBXRecursiveMutex.h"
+
+#include <QRecursiveMutex>
+
+UBXRecursiveMutex::UBXRecursiveMutex() : mvMutex(new QRecursiveMutex) {}
+
+UBXRecursiveMutex::~UBXRecursiveMutex()
+{
+    delete mvMutex;
+}
+
+void UBXRecursiveMutex::lock()
+{
+    mvMutex->lock();
+}
+
+void UBXRecursiveMutex::unlock()
+{
+    mvMutex->unlock();
+}

@@ -1,0 +1,6 @@
+#include "UIVersion.h"
+
+QString gfUiVersion()
+{
+    return QStringLiteral(BEAMORA_VERSION);
+}
