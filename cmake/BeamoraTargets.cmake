@@ -55,11 +55,12 @@ endfunction()
 # beamora_add_test(<name> SOURCES ... [LIBS ...] [GUI])
 # A Qt Test program registered with CTest. Each test runs headless with a
 # TMPDIR of its own, so local sockets and files never meet another test's or
-# a real launcher's. The variable BEAMORA_TEST_TMPDIR_<name> names that folder.
+# a real launcher's. Tests share the helpers in tests/support.
 function(beamora_add_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LIBS})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)
     beamora_set_target_options(${name})
     set(tmp ${CMAKE_CURRENT_BINARY_DIR}/tmp/${name})
     file(MAKE_DIRECTORY ${tmp})
