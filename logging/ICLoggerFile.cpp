@@ -1,0 +1,307 @@
+#include "ICLoggerFile.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcessEnvironment>
+#include <QTextStream>
+
+#include <algorithm>
+
+namespace {
+const QString sFormatVersion = QString::number(2.0, 'f', 1);
+
+// Appends aValue in decimal, zero-padded to at least aWidth digits.
+void gpAppendDecimal(QString& aLine, quint64 aValue, int aWidth = 1)
+{
+    char16_t lDigits[20];
+    int lCount = 0;
+    do {
+        lDigits[lCount++] = static_cast<char16_t>(u'0' + aValue % 10);
+        aValue /= 10;
+    } while (aValue != 0);
+    while (lCount < aWidth)
+        lDigits[lCount++] = u'0';
+    std::reverse(lDigits, lDigits + lCount);
+    aLine.append(QStringView(lDigits, lCount));
+}
+
+// Appends aValue in lower-case hexadecimal without prefix.
+void gpAppendHex(QString& aLine, quint64 aValue)
+{
+    char16_t lDigits[16];
+    int lCount = 0;
+    do {
+        lDigits[lCount++] = static_cast<char16_t>(u"0123456789abcdef"[aValue & 0xf]);
+        aValue >>= 4;
+    } while (aValue != 0);
+    std::reverse(lDigits, lDigits + lCount);
+    aLine.append(QStringView(lDigits, lCount));
+}
+
+// The same characters as toString("\t: dd.MM.yyyy hh:mm:ss.zzz\t: ") for the
+// years a log can carry, at a fraction of its cost. Like that pattern, an
+// invalid date-time prints nothing at all, separators included.
+void gpAppendDateTime(QString& aLine, const QDateTime& aDateTime)
+{
+    if (!aDateTime.isValid())
+        return;
+    const QDate lDate = aDateTime.date();
+    const QTime lTime = aDateTime.time();
+    aLine.append(QLatin1String("\t: "));
+    gpAppendDecimal(aLine, static_cast<quint64>(lDate.day()), 2);
+    aLine.append(QLatin1Char('.'));
+    gpAppendDecimal(aLine, static_cast<quint64>(lDate.month()), 2);
+    aLine.append(QLatin1Char('.'));
+    gpAppendDecimal(aLine, static_cast<quint64>(lDate.year()), 4);
+    aLine.append(QLatin1Char(' '));
+    gpAppendDecimal(aLine, static_cast<quint64>(lTime.hour()), 2);
+    aLine.append(QLatin1Char(':'));
+    gpAppendDecimal(aLine, static_cast<quint64>(lTime.minute()), 2);
+    aLine.append(QLatin1Char(':'));
+    gpAppendDecimal(aLine, static_cast<quint64>(lTime.second()), 2);
+    aLine.append(QLatin1Char('.'));
+    gpAppendDecimal(aLine, static_cast<quint64>(lTime.msec()), 3);
+    aLine.append(QLatin1String("\t: "));
+}
+
+bool gfContains(const std::vector<quint64>& aList, quint64 aClassId)
+{
+    return std::find(aList.begin(), aList.end(), aClassId) != aList.end();
+}
+
+void gpAddClass(std::vector<quint64>& aList, quint64 aClassId)
+{
+    if (!gfContains(aList, aClassId))
+        aList.push_back(aClassId);
+}
+
+void gpRemoveClass(std::vector<quint64>& aList, quint64 aClassId)
+{
+    aList.erase(std::remove(aList.begin(), aList.end(), aClassId), aList.end());
+}
+
+quint64 gfBytesFromKb(quint32 aKb)
+{
+    // Unsigned 32-bit on purpose: existing configurations rely on the wrap.
+    return static_cast<quint32>(aKb * 1024U);
+}
+} // namespace
+
+ICLoggerFile::ICLoggerFile(const QString& aFileName, qint32 aLevel, quint32 aMaxFileSizeKb,
+                           qint32 aMaxBackupFiles, bool aAppend)
+    : ICLoggerObserver(aLevel, QStringLiteral("Observer Thread")), mvFile(new QFile(this)),
+      mvFileName(aFileName), mvMaxFileSize(gfBytesFromKb(aMaxFileSizeKb)),
+      mvMaxBackupFiles(aMaxBackupFiles)
+{
+    if (mvFileName.isNull())
+        mvFileName = QLatin1String("iclogger") +
+                     QTime::currentTime().toString(QStringLiteral("hh_mm_ss")) +
+                     QLatin1String(".log");
+    mvFile->setFileName(mvFileName);
+    mvFile->open(aAppend ? QIODevice::WriteOnly | QIODevice::Append : QIODevice::WriteOnly);
+    mvFileInfo = new QFileInfo(*mvFile);
+    mvDirectory = mvFileInfo->absolutePath();
+    mvBaseName = mvFileInfo->baseName();
+    mvSuffix = mvFileInfo->completeSuffix();
+    mpSetName(QLatin1String("Observer Thread for ") + mvBaseName);
+    mpReadEnvironment();
+    if (mfIsWritable())
+        mvStream = new QTextStream(mvFile);
+    if (mvStream && !(aAppend && mvFile->size() != 0))
+        mpWriteHeader();
+}
+
+ICLoggerFile::ICLoggerFile(FILE* apStream, const QString& aName, qint32 aLevel)
+    : ICLoggerObserver(aLevel, QStringLiteral("Observer Thread")), mvFile(new QFile(this))
+{
+    mvFile->open(apStream, QIODevice::WriteOnly);
+    mpSetName(QLatin1String("Observer Thread for ") + aName);
+    mpReadEnvironment();
+    if (mfIsWritable())
+        mvStream = new QTextStream(mvFile);
+    if (mvStream)
+        mpWriteHeader();
+}
+
+ICLoggerFile::~ICLoggerFile()
+{
+    delete mvStream;
+    delete mvFileInfo;
+}
+
+void ICLoggerFile::mpSetMaxFileSize(quint32 aKb)
+{
+    QMutexLocker lLocker(&mvMutex);
+    mvMaxFileSize = gfBytesFromKb(aKb);
+}
+
+void ICLoggerFile::mpSetMaxBackupFiles(qint32 aCount)
+{
+    QMutexLocker lLocker(&mvMutex);
+    mvMaxBackupFiles = aCount;
+}
+
+void ICLoggerFile::mpIncludeClass(quint64 aClassId)
+{
+    QMutexLocker lLocker(&mvMutex);
+    gpAddClass(mvIncludedClasses, aClassId);
+    mvFilterActive = true;
+}
+
+void ICLoggerFile::mpExcludeClass(quint64 aClassId)
+{
+    QMutexLocker lLocker(&mvMutex);
+    gpAddClass(mvExcludedClasses, aClassId);
+    mvFilterActive = true;
+}
+
+void ICLoggerFile::mpRemoveIncludedClass(quint64 aClassId)
+{
+    QMutexLocker lLocker(&mvMutex);
+    gpRemoveClass(mvIncludedClasses, aClassId);
+    mpUpdateFilterActive();
+}
+
+void ICLoggerFile::mpRemoveExcludedClass(quint64 aClassId)
+{
+    QMutexLocker lLocker(&mvMutex);
+    gpRemoveClass(mvExcludedClasses, aClassId);
+    mpUpdateFilterActive();
+}
+
+void ICLoggerFile::mpUpdateFilterActive()
+{
+    mvFilterActive = !mvIncludedClasses.empty() || !mvExcludedClasses.empty();
+}
+
+QString ICLoggerFile::mfFormat(const ICLoggerItem& aItem) const
+{
+    QString lLine;
+    mpAppendLine(lLine, aItem);
+    return lLine;
+}
+
+void ICLoggerFile::mpAppendLine(QString& aLine, const ICLoggerItem& aItem) const
+{
+    aLine.append(gfLevelDisplayName(aItem.mfGetLevel()));
+    if (mvSimpleFormat) {
+        aLine.append(QLatin1String("\t: "));
+    } else {
+        aLine.append(QLatin1String("\t: Class "));
+        gpAppendHex(aLine, aItem.mfGetClassId());
+        aLine.append(QLatin1String("\t: PID "));
+        gpAppendDecimal(aLine, aItem.mfGetThreadId());
+        aLine.append(QLatin1String("\t: PName "));
+        const QString lThreadName = aItem.mfGetThreadName();
+        aLine.append(lThreadName.isEmpty() ? QStringLiteral("Unknown") : lThreadName);
+        gpAppendDateTime(aLine, aItem.mfGetDateTime());
+    }
+    aLine.append(aItem.mfGetText());
+    aLine.append(QLatin1Char('\n'));
+}
+
+void ICLoggerFile::mpSlotInitialize() {}
+
+void ICLoggerFile::mpSlotLogEvent(const ICLoggerItem& aItem)
+{
+    if (!mvWritable || !mfAccepts(aItem.mfGetLevel()))
+        return;
+    QMutexLocker lLocker(&mvMutex);
+    if (!mvStream)
+        return;
+    if (mvFilterActive) {
+        if (gfContains(mvExcludedClasses, aItem.mfGetClassId()))
+            return;
+        if (!mvIncludedClasses.empty() && !gfContains(mvIncludedClasses, aItem.mfGetClassId()))
+            return;
+    }
+    if (mvFileInfo)
+        mpCheckFileSize();
+    mvLine.resize(0);
+    mpAppendLine(mvLine, aItem);
+    *mvStream << mvLine;
+    mvStream->flush();
+}
+
+void ICLoggerFile::mpSlotFinalize()
+{
+    QMutexLocker lLocker(&mvMutex);
+    delete mvStream;
+    mvStream = nullptr;
+    delete mvFileInfo;
+    mvFileInfo = nullptr;
+    mvFile->close();
+}
+
+void ICLoggerFile::mpReadEnvironment()
+{
+    // Any variable whose name starts with the word switches the short form on,
+    // whatever its value: deliberately loose, scripts set it in many spellings.
+    const QStringList lEnvironment = QProcessEnvironment::systemEnvironment().toStringList();
+    for (const QString& lEntry : lEnvironment) {
+        if (lEntry.toLower().startsWith(QLatin1String("ic_simple_logging")))
+            mvSimpleFormat = true;
+    }
+}
+
+bool ICLoggerFile::mfIsWritable()
+{
+    if (!mvFile->isWritable())
+        return mvWritable;
+    mvWritable = mvFileInfo ? mvFileInfo->isWritable() : true;
+    return mvWritable;
+}
+
+void ICLoggerFile::mpWriteHeader()
+{
+    *mvStream << QLatin1String("===== Log format: ") << sFormatVersion
+              << QLatin1String(" Log file started on ")
+              << QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss"))
+              << QLatin1String(" =====\n");
+    mvStream->flush();
+}
+
+QString ICLoggerFile::mfBackupName(qint32 aNumber) const
+{
+    return QStringLiteral("%1/%2_%3.%4")
+        .arg(mvDirectory, mvBaseName, QString::number(aNumber), mvSuffix);
+}
+
+void ICLoggerFile::mpCheckFileSize()
+{
+    if (mvMaxFileSize == 0 || static_cast<quint64>(mvFile->size()) <= mvMaxFileSize)
+        return;
+    if (mvMaxBackupFiles == 0) {
+        mvStream->flush();
+        delete mvStream;
+        mvFile->resize(0);
+        mvStream = new QTextStream(mvFile);
+    } else {
+        // Copies rather than renames: whatever fails, the newest lines survive
+        // in the current file.
+        for (qint32 lNumber = mvMaxBackupFiles; lNumber >= 2; --lNumber) {
+            const QString lOlder = mfBackupName(lNumber - 1);
+            if (!QFile::exists(lOlder))
+                continue;
+            const QString lNewer = mfBackupName(lNumber);
+            if (QFile::exists(lNewer))
+                QFile::remove(lNewer);
+            QFile::copy(lOlder, lNewer);
+        }
+        *mvStream << QLatin1String("Status:\t------------------------------------------------\n")
+                  << QLatin1String("Status:\tMaximum file size reached (")
+                  << QString::number(mvMaxFileSize / 1024) << QLatin1String(" kB).\n");
+        mvStream->flush();
+        delete mvStream;
+        const QString lFirst = mfBackupName(1);
+        if (QFile::exists(lFirst))
+            QFile::remove(lFirst);
+        QFile::copy(mvFileInfo->absoluteFilePath(), lFirst);
+        if (mvFile->isOpen())
+            mvFile->close();
+        mvFile->open(QIODevice::WriteOnly);
+        mvStream = new QTextStream(mvFile);
+    }
+    mpWriteHeader();
+}
