@@ -31,7 +31,8 @@ function(beamora_add_library name)
         SOVERSION ${PROJECT_VERSION_MAJOR}
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
-        EXPORT_NAME ${name})
+        EXPORT_NAME ${name}
+        INSTALL_RPATH "$ORIGIN")
     string(TOUPPER ${name} upper)
     generate_export_header(${name} BASE_NAME ${upper} EXPORT_FILE_NAME ${name}Export.h)
     target_include_directories(${name} PUBLIC
