@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
+#include <QStringEncoder>
 #include <QTextStream>
 
 #include <algorithm>
@@ -11,59 +12,82 @@
 namespace {
 const QString sFormatVersion = QString::number(2.0, 'f', 1);
 
-// Appends aValue in decimal, zero-padded to at least aWidth digits.
-void gpAppendDecimal(QString& aLine, quint64 aValue, int aWidth = 1)
+// Writes a line into memory reserved beforehand, so that no field pays for a
+// capacity check or a reallocation.
+struct LineCursor
 {
-    char16_t lDigits[20];
-    int lCount = 0;
-    do {
-        lDigits[lCount++] = static_cast<char16_t>(u'0' + aValue % 10);
-        aValue /= 10;
-    } while (aValue != 0);
-    while (lCount < aWidth)
-        lDigits[lCount++] = u'0';
-    std::reverse(lDigits, lDigits + lCount);
-    aLine.append(QStringView(lDigits, lCount));
-}
+    char16_t* mvOut;
 
-// Appends aValue in lower-case hexadecimal without prefix.
-void gpAppendHex(QString& aLine, quint64 aValue)
-{
-    char16_t lDigits[16];
-    int lCount = 0;
-    do {
-        lDigits[lCount++] = static_cast<char16_t>(u"0123456789abcdef"[aValue & 0xf]);
-        aValue >>= 4;
-    } while (aValue != 0);
-    std::reverse(lDigits, lDigits + lCount);
-    aLine.append(QStringView(lDigits, lCount));
-}
+    void mpAppend(QLatin1String aText)
+    {
+        for (const char lChar : aText)
+            *mvOut++ = static_cast<uchar>(lChar);
+    }
+    void mpAppend(QStringView aText)
+    {
+        std::copy(aText.utf16(), aText.utf16() + aText.size(), mvOut);
+        mvOut += aText.size();
+    }
+    void mpAppend(char16_t aChar) { *mvOut++ = aChar; }
+    // Decimal, zero-padded to at least aWidth digits.
+    void mpAppendDecimal(quint64 aValue, int aWidth = 1)
+    {
+        char16_t lDigits[20];
+        int lCount = 0;
+        do {
+            lDigits[lCount++] = static_cast<char16_t>(u'0' + aValue % 10);
+            aValue /= 10;
+        } while (aValue != 0);
+        while (lCount < aWidth)
+            lDigits[lCount++] = u'0';
+        while (lCount > 0)
+            *mvOut++ = lDigits[--lCount];
+    }
+    // Lower-case hexadecimal without prefix.
+    void mpAppendHex(quint64 aValue)
+    {
+        char16_t lDigits[16];
+        int lCount = 0;
+        do {
+            lDigits[lCount++] = u"0123456789abcdef"[aValue & 0xf];
+            aValue >>= 4;
+        } while (aValue != 0);
+        while (lCount > 0)
+            *mvOut++ = lDigits[--lCount];
+    }
+    // The same characters as toString("\t: dd.MM.yyyy hh:mm:ss.zzz\t: ") for
+    // the years a log can carry, at a fraction of its cost. Like that pattern,
+    // an invalid date-time prints nothing at all, separators included.
+    void mpAppendDateTime(const QDateTime& aDateTime)
+    {
+        if (!aDateTime.isValid())
+            return;
+        int lYear;
+        int lMonth;
+        int lDay;
+        aDateTime.date().getDate(&lYear, &lMonth, &lDay);
+        const QTime lTime = aDateTime.time();
+        mpAppend(QLatin1String("\t: "));
+        mpAppendDecimal(static_cast<quint64>(lDay), 2);
+        mpAppend(u'.');
+        mpAppendDecimal(static_cast<quint64>(lMonth), 2);
+        mpAppend(u'.');
+        mpAppendDecimal(static_cast<quint64>(lYear), 4);
+        mpAppend(u' ');
+        mpAppendDecimal(static_cast<quint64>(lTime.hour()), 2);
+        mpAppend(u':');
+        mpAppendDecimal(static_cast<quint64>(lTime.minute()), 2);
+        mpAppend(u':');
+        mpAppendDecimal(static_cast<quint64>(lTime.second()), 2);
+        mpAppend(u'.');
+        mpAppendDecimal(static_cast<quint64>(lTime.msec()), 3);
+        mpAppend(QLatin1String("\t: "));
+    }
+};
 
-// The same characters as toString("\t: dd.MM.yyyy hh:mm:ss.zzz\t: ") for the
-// years a log can carry, at a fraction of its cost. Like that pattern, an
-// invalid date-time prints nothing at all, separators included.
-void gpAppendDateTime(QString& aLine, const QDateTime& aDateTime)
-{
-    if (!aDateTime.isValid())
-        return;
-    const QDate lDate = aDateTime.date();
-    const QTime lTime = aDateTime.time();
-    aLine.append(QLatin1String("\t: "));
-    gpAppendDecimal(aLine, static_cast<quint64>(lDate.day()), 2);
-    aLine.append(QLatin1Char('.'));
-    gpAppendDecimal(aLine, static_cast<quint64>(lDate.month()), 2);
-    aLine.append(QLatin1Char('.'));
-    gpAppendDecimal(aLine, static_cast<quint64>(lDate.year()), 4);
-    aLine.append(QLatin1Char(' '));
-    gpAppendDecimal(aLine, static_cast<quint64>(lTime.hour()), 2);
-    aLine.append(QLatin1Char(':'));
-    gpAppendDecimal(aLine, static_cast<quint64>(lTime.minute()), 2);
-    aLine.append(QLatin1Char(':'));
-    gpAppendDecimal(aLine, static_cast<quint64>(lTime.second()), 2);
-    aLine.append(QLatin1Char('.'));
-    gpAppendDecimal(aLine, static_cast<quint64>(lTime.msec()), 3);
-    aLine.append(QLatin1String("\t: "));
-}
+// Room for everything in a long line but the level word, the thread name and
+// the text: separators, 16 hex digits, 20 decimal digits, the date-time.
+const qsizetype sFixedLineRoom = 128;
 
 bool gfContains(const std::vector<quint64>& aList, quint64 aClassId)
 {
@@ -175,30 +199,46 @@ void ICLoggerFile::mpUpdateFilterActive()
     mvFilterActive = !mvIncludedClasses.empty() || !mvExcludedClasses.empty();
 }
 
-QString ICLoggerFile::mfFormat(const ICLoggerItem& aItem) const
+QByteArray ICLoggerFile::mfFormat(const ICLoggerItem& aItem) const
 {
     QString lLine;
-    mpAppendLine(lLine, aItem);
-    return lLine;
+    QByteArray lBytes;
+    mpFormat(aItem, lLine, lBytes);
+    return lBytes;
 }
 
-void ICLoggerFile::mpAppendLine(QString& aLine, const ICLoggerItem& aItem) const
+void ICLoggerFile::mpFormat(const ICLoggerItem& aItem, QString& aLine, QByteArray& aBytes) const
 {
-    aLine.append(gfLevelDisplayName(aItem.mfGetLevel()));
+    const QString lLevel = gfLevelDisplayName(aItem.mfGetLevel());
+    const QString lText = aItem.mfGetText();
+    const QString lThreadName = aItem.mfGetThreadName();
+    aLine.resize(lLevel.size() + lThreadName.size() + lText.size() + sFixedLineRoom);
+    LineCursor lCursor{reinterpret_cast<char16_t*>(aLine.data())};
+    lCursor.mpAppend(lLevel);
     if (mvSimpleFormat) {
-        aLine.append(QLatin1String("\t: "));
+        lCursor.mpAppend(QLatin1String("\t: "));
     } else {
-        aLine.append(QLatin1String("\t: Class "));
-        gpAppendHex(aLine, aItem.mfGetClassId());
-        aLine.append(QLatin1String("\t: PID "));
-        gpAppendDecimal(aLine, aItem.mfGetThreadId());
-        aLine.append(QLatin1String("\t: PName "));
-        const QString lThreadName = aItem.mfGetThreadName();
-        aLine.append(lThreadName.isEmpty() ? QStringLiteral("Unknown") : lThreadName);
-        gpAppendDateTime(aLine, aItem.mfGetDateTime());
+        lCursor.mpAppend(QLatin1String("\t: Class "));
+        lCursor.mpAppendHex(aItem.mfGetClassId());
+        lCursor.mpAppend(QLatin1String("\t: PID "));
+        lCursor.mpAppendDecimal(aItem.mfGetThreadId());
+        lCursor.mpAppend(QLatin1String("\t: PName "));
+        if (lThreadName.isEmpty())
+            lCursor.mpAppend(QLatin1String("Unknown"));
+        else
+            lCursor.mpAppend(lThreadName);
+        lCursor.mpAppendDateTime(aItem.mfGetDateTime());
     }
-    aLine.append(aItem.mfGetText());
-    aLine.append(QLatin1Char('\n'));
+    lCursor.mpAppend(lText);
+    lCursor.mpAppend(u'\n');
+    aLine.resize(lCursor.mvOut - reinterpret_cast<const char16_t*>(aLine.constData()));
+
+    // Encoded in one piece and without state, as the text stream encodes a
+    // line: odd surrogates become U+FFFD the same way.
+    QStringEncoder lEncoder(QStringEncoder::Utf8, QStringConverter::Flag::Stateless);
+    aBytes.resize(lEncoder.requiredSpace(aLine.size()));
+    const char* lEnd = lEncoder.appendToBuffer(aBytes.data(), aLine);
+    aBytes.resize(lEnd - aBytes.constData());
 }
 
 void ICLoggerFile::mpSlotInitialize() {}
@@ -218,10 +258,12 @@ void ICLoggerFile::mpSlotLogEvent(const ICLoggerItem& aItem)
     }
     if (mvFileInfo)
         mpCheckFileSize();
-    mvLine.resize(0);
-    mpAppendLine(mvLine, aItem);
-    *mvStream << mvLine;
-    mvStream->flush();
+    // The line goes to the file without passing through the text stream: one
+    // encoding into a reused buffer, one write, one flush. The stream holds
+    // nothing back, it is flushed after every header and notice.
+    mpFormat(aItem, mvLine, mvLineBytes);
+    mvFile->write(mvLineBytes);
+    mvFile->flush();
 }
 
 void ICLoggerFile::mpSlotFinalize()

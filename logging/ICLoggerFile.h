@@ -49,8 +49,9 @@ public:
     void mpRemoveIncludedClass(quint64 aClassId);
     void mpRemoveExcludedClass(quint64 aClassId);
 
-    // The line written for an item, line feed included, in this logger's form.
-    QString mfFormat(const ICLoggerItem& aItem) const;
+    // The bytes written for an item (UTF-8, line feed included) in this
+    // logger's form.
+    QByteArray mfFormat(const ICLoggerItem& aItem) const;
 
 public Q_SLOTS:
     void mpSlotInitialize() override;
@@ -59,7 +60,8 @@ public Q_SLOTS:
     void mpSlotFinalize() override;
 
 private:
-    void mpAppendLine(QString& aLine, const ICLoggerItem& aItem) const;
+    // Builds the line in aLine and its bytes in aBytes; both keep their memory.
+    void mpFormat(const ICLoggerItem& aItem, QString& aLine, QByteArray& aBytes) const;
     void mpReadEnvironment();
     bool mfIsWritable();
     void mpCheckFileSize();
@@ -84,6 +86,7 @@ private:
     std::vector<quint64> mvExcludedClasses;
     // Reused for every line so that writing an item allocates nothing once warm.
     QString mvLine;
+    QByteArray mvLineBytes;
 };
 
 #endif

@@ -44,6 +44,21 @@ void gpDeleteAllModels()
     delete lDefault;
     qDeleteAll(lNamed);
 }
+
+// QDateTime::currentDateTime() converts through tzset(), which stats
+// /etc/localtime on every call: the costliest part of stamping an item. Within
+// one millisecond the answer cannot change, so each thread keeps its last one.
+QDateTime gfCurrentDateTime()
+{
+    thread_local qint64 tMSecs = -1;
+    thread_local QDateTime tDateTime;
+    const qint64 lNow = QDateTime::currentMSecsSinceEpoch();
+    if (lNow != tMSecs) {
+        tDateTime = QDateTime::fromMSecsSinceEpoch(lNow, Qt::LocalTime);
+        tMSecs = lNow;
+    }
+    return tDateTime;
+}
 } // namespace
 
 ICLoggerModel* ICLoggerModel::instance(const QString& aName)
@@ -78,8 +93,7 @@ void ICLoggerModel::mpLog(qint32 aLevel, const QString& aText, quint64 aClassId)
     if (!gfLevelPasses(aLevel, mvThreshold))
         return;
     const QThread* lThread = QThread::currentThread();
-    Q_EMIT mpSignalLogItem(ICLoggerItem(aText, QDateTime::currentDateTime(), aLevel,
-                                        gfCurrentThreadId(),
+    Q_EMIT mpSignalLogItem(ICLoggerItem(aText, gfCurrentDateTime(), aLevel, gfCurrentThreadId(),
                                         lThread ? lThread->objectName() : QString(), aClassId));
 }
 

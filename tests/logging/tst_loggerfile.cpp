@@ -116,6 +116,10 @@ void tst_LoggerFile::headerAndLongLine()
     lLogger.mpSlotLogEvent(ICLoggerItem(QString::fromUtf8("Grüße 東京"), sStamp, Error,
                                         18446744073709551615ULL, QString(), 1));
     lLogger.mpSlotLogEvent(gfItem(Info, QString()));
+    // A broken surrogate pair is written as U+FFFD, not dropped or turned into '?'.
+    lLogger.mpSlotLogEvent(
+        ICLoggerItem(QStringLiteral("a") + QChar(0xd800) + QStringLiteral("b") + QChar(0xdc00),
+                     sStamp, Info, 1, QString(), 0));
 
     const QByteArray lContent = gfRead(lPath);
     const QRegularExpressionMatch lMatch = sHeader.match(QString::fromUtf8(lContent));
@@ -133,7 +137,10 @@ void tst_LoggerFile::headerAndLongLine()
                         "15.11.2026 14:12:10.123\t: Gr\xc3\xbc\xc3\x9f"
                         "e \xe6\x9d\xb1\xe4\xba\xac\n"
                         "Info\t: Class 0\t: PID 77\t: PName Observer Thread for service\t: "
-                        "15.11.2026 14:12:10.123\t: \n"));
+                        "15.11.2026 14:12:10.123\t: \n"
+                        "Info\t: Class 0\t: PID 1\t: PName Unknown\t: "
+                        "15.11.2026 14:12:10.123\t: a\xef\xbf\xbd"
+                        "b\xef\xbf\xbd\n"));
 }
 
 void tst_LoggerFile::levelWordsAndFilter()
@@ -208,7 +215,7 @@ void tst_LoggerFile::timeFieldMatchesQtPattern()
     for (const QDateTime& lStamp : lStamps) {
         const ICLoggerItem lItem(QStringLiteral("x"), lStamp, Info, 1, QString(), 0);
         QCOMPARE(lLogger.mfFormat(lItem),
-                 lHead + lStamp.toString(lPattern) + QStringLiteral("x\n"));
+                 QString(lHead + lStamp.toString(lPattern) + QStringLiteral("x\n")).toUtf8());
     }
 }
 
