@@ -68,6 +68,8 @@ LauncherCore::LauncherCore(bool aLoggingEnabled, qint32 aLogLevel)
 
     mvKillTimer = new QTimer(this);
     mvKillTimer->setSingleShot(true);
+    // A coarse timer may fire 5% early, three seconds of the promised minute.
+    mvKillTimer->setTimerType(Qt::PreciseTimer);
     mvKillTimer->setInterval(gfClientExitDelayMs());
     connect(mvKillTimer, &QTimer::timeout, this, &LauncherCore::mpOnKillApplicationTimeout);
 }
