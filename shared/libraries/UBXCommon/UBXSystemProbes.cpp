@@ -146,11 +146,14 @@ bool gfDetectSysfsUsbDevice(const QString& aVendorName, const QString& aProductN
     const QStringList lDevices =
         QDir(lRoot).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Unsorted);
     for (const QString& lDevice : lDevices) {
+        // The product is read only for a matching manufacturer: most polls
+        // find no button, and each read is a file open.
         QString lVendor;
         QString lProduct;
         if (gfReadTextFile(lRoot + lDevice + QStringLiteral("/manufacturer"), true, lVendor) &&
+            lVendor.trimmed() == aVendorName &&
             gfReadTextFile(lRoot + lDevice + QStringLiteral("/product"), true, lProduct) &&
-            lVendor.trimmed() == aVendorName && lProduct.trimmed() == aProductName)
+            lProduct.trimmed() == aProductName)
             return true;
     }
     return false;
