@@ -107,7 +107,8 @@ void gpRemoveClass(std::vector<quint64>& aList, quint64 aClassId)
 
 quint64 gfBytesFromKb(quint32 aKb)
 {
-    // Unsigned 32-bit on purpose: existing configurations rely on the wrap.
+    // Deliberately 32-bit: from 4194304 kB on the limit wraps around (that
+    // value itself gives 0, no limit).
     return static_cast<quint32>(aKb * 1024U);
 }
 } // namespace
