@@ -1,5 +1,7 @@
 #include "ICConsoleLogger.h"
 
+#include "ICLoggerDateFormat_p.h"
+
 #include <cstdio>
 
 namespace {
@@ -29,9 +31,10 @@ QByteArray ICConsoleLogger::mfFormat(const ICLoggerItem& aItem) const
 {
     if (!mfAccepts(aItem.mfGetLevel()))
         return QByteArray();
-    const QString lLine = QLatin1String(gfConsolePrefix(aItem.mfGetLevel())) +
-                          aItem.mfGetDateTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ss:zzz")) +
-                          QLatin1Char('\t') + aItem.mfGetText();
+    const QString lLine =
+        QLatin1String(gfConsolePrefix(aItem.mfGetLevel())) +
+        gfFormatDateTime(aItem.mfGetDateTime(), QLatin1String("yyyy-MM-ddThh:mm:ss:zzz")) +
+        QLatin1Char('\t') + aItem.mfGetText();
     return lLine.toLatin1();
 }
 

@@ -1,5 +1,7 @@
 #include "ICLoggerFile.h"
 
+#include "ICLoggerDateFormat_p.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
@@ -121,7 +123,7 @@ ICLoggerFile::ICLoggerFile(const QString& aFileName, qint32 aLevel, quint32 aMax
 {
     if (mvFileName.isNull())
         mvFileName = QLatin1String("iclogger") +
-                     QTime::currentTime().toString(QStringLiteral("hh_mm_ss")) +
+                     gfFormatDateTime(QDateTime::currentDateTime(), QLatin1String("hh_mm_ss")) +
                      QLatin1String(".log");
     mvFile->setFileName(mvFileName);
     mvFile->open(aAppend ? QIODevice::WriteOnly | QIODevice::Append : QIODevice::WriteOnly);
@@ -300,7 +302,8 @@ void ICLoggerFile::mpWriteHeader()
 {
     *mvStream << QLatin1String("===== Log format: ") << sFormatVersion
               << QLatin1String(" Log file started on ")
-              << QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss"))
+              << gfFormatDateTime(QDateTime::currentDateTime(),
+                                  QLatin1String("dd.MM.yyyy hh:mm:ss"))
               << QLatin1String(" =====\n");
     mvStream->flush();
 }

@@ -41,17 +41,50 @@ ICLoggerItem::ICLoggerItem(const ICLoggerItem& aOther) = default;
 ICLoggerItem& ICLoggerItem::operator=(const ICLoggerItem& aOther) = default;
 ICLoggerItem::~ICLoggerItem() = default;
 
-quint64 ICLoggerItem::mfGetThreadId() const { return mvData->mvThreadId; }
-void ICLoggerItem::mpSetThreadId(quint64 aThreadId) { mvData->mvThreadId = aThreadId; }
-quint64 ICLoggerItem::mfGetClassId() const { return mvData->mvClassId; }
-void ICLoggerItem::mpSetClassId(quint64 aClassId) { mvData->mvClassId = aClassId; }
-qint32 ICLoggerItem::mfGetLevel() const { return mvData->mvLevel; }
-void ICLoggerItem::mpSetLevel(qint32 aLevel) { mvData->mvLevel = aLevel; }
-QString ICLoggerItem::mfGetText() const { return mvData->mvText; }
-void ICLoggerItem::mpSetText(const QString& aText) { mvData->mvText = aText; }
-QDateTime ICLoggerItem::mfGetDateTime() const { return mvData->mvDateTime; }
-void ICLoggerItem::mpSetDateTime(const QDateTime& aDateTime) { mvData->mvDateTime = aDateTime; }
-QString ICLoggerItem::mfGetThreadName() const { return mvData->mvThreadName; }
+quint64 ICLoggerItem::mfGetThreadId() const
+{
+    return mvData->mvThreadId;
+}
+void ICLoggerItem::mpSetThreadId(quint64 aThreadId)
+{
+    mvData->mvThreadId = aThreadId;
+}
+quint64 ICLoggerItem::mfGetClassId() const
+{
+    return mvData->mvClassId;
+}
+void ICLoggerItem::mpSetClassId(quint64 aClassId)
+{
+    mvData->mvClassId = aClassId;
+}
+qint32 ICLoggerItem::mfGetLevel() const
+{
+    return mvData->mvLevel;
+}
+void ICLoggerItem::mpSetLevel(qint32 aLevel)
+{
+    mvData->mvLevel = aLevel;
+}
+QString ICLoggerItem::mfGetText() const
+{
+    return mvData->mvText;
+}
+void ICLoggerItem::mpSetText(const QString& aText)
+{
+    mvData->mvText = aText;
+}
+QDateTime ICLoggerItem::mfGetDateTime() const
+{
+    return mvData->mvDateTime;
+}
+void ICLoggerItem::mpSetDateTime(const QDateTime& aDateTime)
+{
+    mvData->mvDateTime = aDateTime;
+}
+QString ICLoggerItem::mfGetThreadName() const
+{
+    return mvData->mvThreadName;
+}
 void ICLoggerItem::mpSetThreadName(const QString& aThreadName)
 {
     mvData->mvThreadName = aThreadName;

@@ -18,8 +18,8 @@ class ICLOGGING_EXPORT ICLoggerItem
 public:
     // Level -1, empty text and name, zero ids, invalid date-time.
     ICLoggerItem();
-    ICLoggerItem(const QString& aText, const QDateTime& aDateTime, qint32 aLevel,
-                 quint64 aThreadId, const QString& aThreadName, quint64 aClassId);
+    ICLoggerItem(const QString& aText, const QDateTime& aDateTime, qint32 aLevel, quint64 aThreadId,
+                 const QString& aThreadName, quint64 aClassId);
     ICLoggerItem(const ICLoggerItem& aOther);
     ICLoggerItem& operator=(const ICLoggerItem& aOther);
     ~ICLoggerItem();

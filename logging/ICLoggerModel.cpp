@@ -168,7 +168,9 @@ void ICLoggerModel::mpFinalizeAndDetach(ICLoggerObserver* apObserver)
     // Emissions that started before the disconnection hold the level lock for
     // reading; once we get it for writing their items are queued, and the
     // finalisation request below lands behind them.
-    { QWriteLocker lBarrier(&mvLevelLock); }
+    {
+        QWriteLocker lBarrier(&mvLevelLock);
+    }
     apObserver->mpRequestFinalization();
     if (QThread* lThread = apObserver->mfGetThread()) {
         lThread->wait();

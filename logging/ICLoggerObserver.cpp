@@ -7,8 +7,7 @@
 
 ICLoggerObserver::ICLoggerObserver(qint32 aLevel, const QString& aName)
     : mvLevel(aLevel), mvName(aName)
-{
-}
+{}
 
 ICLoggerObserver::~ICLoggerObserver() = default;
 

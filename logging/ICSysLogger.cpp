@@ -1,5 +1,7 @@
 #include "ICSysLogger.h"
 
+#include "ICLoggerDateFormat_p.h"
+
 #include <syslog.h>
 
 ICSysLogger::ICSysLogger() : ICLoggerObserver(Error, QStringLiteral("Observer Thread")) {}
@@ -24,9 +26,8 @@ ICSysLogger::Mapping ICSysLogger::sfMapping(qint32 aLevel)
 
 QByteArray ICSysLogger::sfMessage(const ICLoggerItem& aItem)
 {
-    return (aItem.mfGetText() + QStringLiteral("   [%1]").arg(aItem.mfGetDateTime().toString(
-                                    QStringLiteral("hh:mm:ss.zzz"))))
-        .toLatin1();
+    const QString lTime = gfFormatDateTime(aItem.mfGetDateTime(), QLatin1String("hh:mm:ss.zzz"));
+    return (aItem.mfGetText() + QStringLiteral("   [%1]").arg(lTime)).toLatin1();
 }
 
 void ICSysLogger::mpSlotInitialize() {}

@@ -1,8 +1,8 @@
 // Links every library of the installed package and exercises one call of each.
 #include <ICLoggerModel.h>
 #include <UBXLocalCommunication.h>
-#include <UBXRecursiveMutex.h>
 #include <UBXMutexLocker.h>
+#include <UBXRecursiveMutex.h>
 #include <UIVersion.h>
 
 #include <QCoreApplication>
@@ -21,7 +21,7 @@ int main(int argc, char* argv[])
     }
 
     UBXLocalCommunication lChannel(QStringLiteral("beamora_consumer_check"));
-    if (!lChannel.mpStartCommunication(UBXStartMode(2)) || lChannel.gfGetRole() != 2)
+    if (!lChannel.mpStartCommunication(UBXStartServerOnly) || lChannel.gfGetRole() != UBXRoleServer)
         return 1;
     std::printf("consumer %s ok\n", qPrintable(gfUiVersion()));
     return 0;

@@ -125,6 +125,7 @@ public:
     struct ConsoleLine
     {
         QString mvPrefix;
+        QString mvDateTime;
         QString mvText;
     };
 
@@ -137,8 +138,10 @@ public:
             const int lFirstTab = lLine.indexOf('\t');
             const int lSecondTab = lLine.indexOf('\t', lFirstTab + 1);
             if (lFirstTab > 0 && lSecondTab > lFirstTab)
-                lLines.append({QString::fromLatin1(lLine.left(lFirstTab)),
-                               QString::fromLatin1(lLine.mid(lSecondTab + 1))});
+                lLines.append(
+                    {QString::fromLatin1(lLine.left(lFirstTab)),
+                     QString::fromLatin1(lLine.mid(lFirstTab + 1, lSecondTab - lFirstTab - 1)),
+                     QString::fromLatin1(lLine.mid(lSecondTab + 1))});
         }
         return lLines;
     }

@@ -286,6 +286,17 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.mfProcess().exitStatus(), QProcess::NormalExit);
         QCOMPARE(lLauncher.mfProcess().exitCode(), 0);
         QVERIFY(!QFile::exists(lGuard));
+        // Lines of the guard's release are written while the process exits,
+        // and keep their date like any other.
+        const QString lLastLine =
+            QStringLiteral("[UBXLocalCommunication::UBXLocalCommunication] End");
+        const auto lLines = lLauncher.mfConsoleLines();
+        QVERIFY(!lLines.isEmpty());
+        QCOMPARE(lLines.last().mvText, lLastLine);
+        QVERIFY2(QDateTime::fromString(lLines.last().mvDateTime,
+                                       QStringLiteral("yyyy-MM-ddThh:mm:ss:zzz"))
+                     .isValid(),
+                 qPrintable(lLines.last().mvDateTime));
         // The client is not killed with the launcher: it still takes requests.
         QVERIFY(!lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client exits")));
         QLocalSocket lToClient;

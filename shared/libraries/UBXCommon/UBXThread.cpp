@@ -9,6 +9,7 @@ UBXThread::~UBXThread()
     if (isRunning())
         ICLoggerModel::instance()->mpLog(
             Error,
-            QStringLiteral("[UBXThread::~UBXThread] Thread <<%1>> is deleted while it is still running!")
+            QStringLiteral(
+                "[UBXThread::~UBXThread] Thread <<%1>> is deleted while it is still running!")
                 .arg(mvName));
 }

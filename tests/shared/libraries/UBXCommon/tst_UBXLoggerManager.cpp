@@ -135,8 +135,8 @@ private Q_SLOTS:
     void levelSwitchAppliesToSinksNamedBeforeIt()
     {
         StdoutCapture lOutput;
-        UBXLoggerManager lManager({QStringLiteral("-consolelogging"),
-                                   QStringLiteral("-debuglogging")});
+        UBXLoggerManager lManager(
+            {QStringLiteral("-consolelogging"), QStringLiteral("-debuglogging")});
         QCOMPARE(lManager.mfGetLevel(), 0);
         QVERIFY(ICLoggerModel::instance()->mfIsDebugEnabled());
     }
@@ -144,8 +144,8 @@ private Q_SLOTS:
     void levelChangesReachEverySinkAndDisabledSinksAreForgotten()
     {
         StdoutCapture lOutput;
-        UBXLoggerManager lManager({QStringLiteral("-consolelogging"),
-                                   QStringLiteral("-syslogging")});
+        UBXLoggerManager lManager(
+            {QStringLiteral("-consolelogging"), QStringLiteral("-syslogging")});
         QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), 2);
         // Enabling again replaces the sink rather than adding a second one.
         lManager.mpEnableConsoleLogging();
