@@ -1,0 +1,5 @@
+#include "UBXIODevice.h"
+
+UBXIODevice::UBXIODevice(QObject* apParent) : QObject(apParent) {}
+
+UBXIODevice::~UBXIODevice() = default;
