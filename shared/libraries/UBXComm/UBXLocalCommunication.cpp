@@ -93,7 +93,7 @@ void UBXLocalCommunication::gpSendMessage(const QString& aMessage)
                         .arg(aMessage),
                     0);
     for (UBXLocalCommunicationConnection* lConnection : mvConnections)
-        lConnection->mfGetMessageStream()->gpSendMessage(aMessage);
+        lConnection->gpSendMessage(aMessage);
 }
 
 void UBXLocalCommunication::mpStopCommunication()

@@ -24,17 +24,25 @@ public:
     // destroyed still reaches a reading peer.
     ~UBXLocalCommunicationConnection() override;
 
-    UBXMessageStream* mfGetMessageStream() const { return mvStream; }
+    // Frames the message and writes it to the socket without waiting for the
+    // event loop; never blocks (what the socket does not take now is written
+    // from the event loop).
+    void gpSendMessage(const QString& aMessage);
 
 Q_SIGNALS:
     void sgMessageReceived(QString aMessage);
     // Also emitted for every socket error, so one peer can report it twice.
+    // Complete messages still buffered are delivered before it.
     void sgDisconnected();
 
 private:
+    void mpOnSocketGone();
+    void mpWritePending();
+
     QLocalSocket* mvSocket;
     UBXLocalSocketConnectionIODevice* mvDevice;
     UBXMessageStream* mvStream;
+    bool mvWriteScheduled = false;
 };
 
 #endif

@@ -3,6 +3,7 @@
 #include "ICLoggerModel.h"
 #include "UBXIODevice.h"
 
+#include <QDateTime>
 #include <QTimer>
 
 #include <cstdlib>
@@ -67,7 +68,7 @@ void UBXMessageStream::gpPrintStatus()
     lLog->mpLog(Debug, QStringLiteral("STATUS OF UBXMESSAGESTREAM"), 0);
     lLog->mpLog(Debug,
                 QStringLiteral(" --> Last bytes were received at %1")
-                    .arg(mvLastBytesReceivedAt.toString(QStringLiteral("hh:mm:ss.zzz"))),
+                    .arg(mfLastBytesReceivedAt().toString(QStringLiteral("hh:mm:ss.zzz"))),
                 0);
     lLog->mpLog(Debug, QStringLiteral(" --> Reading data block: %1").arg(mvReadingBlock ? 1 : 0),
                 0);
@@ -75,6 +76,13 @@ void UBXMessageStream::gpPrintStatus()
         lLog->mpLog(Debug, QStringLiteral(" --> Size of data block: %1").arg(mvBlockSize), 0);
         lLog->mpLog(Debug, QStringLiteral(" --> Bytes received: %1").arg(mvBytesReceived), 0);
     }
+}
+
+QTime UBXMessageStream::mfLastBytesReceivedAt() const
+{
+    if (mvLastBytesReceivedAt < 0)
+        return QTime();
+    return QDateTime::fromMSecsSinceEpoch(mvLastBytesReceivedAt).time();
 }
 
 void UBXMessageStream::mpOnDataAvailable()
@@ -85,7 +93,7 @@ void UBXMessageStream::mpOnDataAvailable()
     if (lAvailable <= 0)
         return;
     quint16 lBudget = static_cast<quint16>(qMin(lAvailable, cMaximumBudget));
-    mvLastBytesReceivedAt = QTime::currentTime();
+    mvLastBytesReceivedAt = QDateTime::currentMSecsSinceEpoch();
 
     if (!mvReadingBlock) {
         if (lBudget == 1)

@@ -51,6 +51,8 @@ public Q_SLOTS:
     void mpOnDataAvailable();
 
 private:
+    // Local time of day; invalid before the first bytes.
+    QTime mfLastBytesReceivedAt() const;
     // Zero-length frame: discards up to 256 following bytes and reports them.
     void mpDiscardAfterZeroBlock(quint16 aBudget);
 
@@ -61,7 +63,10 @@ private:
     quint16 mvBytesReceived = 0;
     bool mvListening = false;
     bool mvStopAfterMessage = false;
-    QTime mvLastBytesReceivedAt;
+    // Milliseconds since the epoch, -1 before the first bytes. Kept in UTC and
+    // turned into local time only for gpPrintStatus(): the local clock costs a
+    // time-zone file check on every call.
+    qint64 mvLastBytesReceivedAt = -1;
     QMetaObject::Connection mvReadyReadConnection;
 };
 

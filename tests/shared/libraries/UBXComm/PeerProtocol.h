@@ -18,7 +18,7 @@ enum ExitCode
     ExitNoConnection = 2,
     ExitNoAck = 3,
     ExitWrongRole = 4,
-    ExitWrongMessage = 5
+    ExitMissingMessage = 5
 };
 
 inline QByteArray gfFrame(const QByteArray& aPayload)

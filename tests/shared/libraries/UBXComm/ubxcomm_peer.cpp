@@ -5,8 +5,9 @@
 //                         send "hello" and wait for "bye"
 //   serve NAME            open NAME in automatic mode, expect to be the server,
 //                         print "listening" and wait for the message "exit"
-//   sendexit NAME         connect in client-only mode, send "exit", destroy the
-//                         channel and end without running an event loop
+//   sendexit NAME [N]     connect in client-only mode, send N (default 0)
+//                         messages "status" and then "exit", destroy the channel
+//                         and end without running an event loop
 // The verdict is the exit code (PeerProtocol::ExitCode).
 #include "PeerProtocol.h"
 #include "UBXLocalCommunication.h"
@@ -89,13 +90,15 @@ int gfRunFrames(const QString& aName, const QString& aScenario)
     return lAcked ? ExitOk : ExitNoAck;
 }
 
-// Runs the event loop until aDone ends it with a verdict, or times out.
+// Runs the event loop until aExpected arrives (ExitOk) or the time-out.
 int gfRunUntil(UBXLocalCommunication& aChannel, const QString& aExpected)
 {
-    int lVerdict = ExitWrongMessage;
+    int lVerdict = ExitMissingMessage;
     QObject::connect(&aChannel, &UBXLocalCommunication::sgMessageReceivedFromOtherInstance,
                      [&lVerdict, aExpected](const QString& aMessage) {
-                         lVerdict = aMessage == aExpected ? ExitOk : ExitWrongMessage;
+                         if (aMessage != aExpected)
+                             return;
+                         lVerdict = ExitOk;
                          QCoreApplication::quit();
                      });
     QTimer::singleShot(cTimeoutMs, QCoreApplication::instance(), &QCoreApplication::quit);
@@ -121,6 +124,9 @@ int main(int argc, char** argv)
         auto lChannel = std::make_unique<UBXLocalCommunication>(lName);
         if (!lChannel->mpStartCommunication(UBXStartClientOnly))
             return ExitNoConnection;
+        const int lPreceding = lArguments.size() > 3 ? lArguments.at(3).toInt() : 0;
+        for (int lIndex = 0; lIndex < lPreceding; ++lIndex)
+            lChannel->gpSendMessage(QStringLiteral("status"));
         lChannel->gpSendMessage(QStringLiteral("exit"));
         return ExitOk;
     }
