@@ -132,11 +132,12 @@ void UBXMessageStream::mpOnDataAvailable()
         lBudget -= static_cast<quint16>(lRead);
         mvBytesReceived += static_cast<quint16>(lRead);
     }
+    // Bytes this call leaves in the device: the rest of its budget, or what lay
+    // beyond a budget capped at 65,535. No sgReadyRead announces them again.
+    const bool lMoreWaiting = lBudget > 0 || lAvailable > cMaximumBudget;
     if (mvBytesReceived != mvBlockSize) {
-        // The budget ran out with bytes still waiting in the device (a frame of
-        // 65,534 or 65,535 bytes behind its header). No further sgReadyRead may
-        // come for them, so come back by ourselves.
-        if (lAvailable > cMaximumBudget)
+        // Only a capped budget ends inside a frame with more bytes waiting.
+        if (lMoreWaiting)
             QTimer::singleShot(0, this, &UBXMessageStream::mpOnDataAvailable);
         return;
     }
@@ -144,7 +145,7 @@ void UBXMessageStream::mpOnDataAvailable()
     mvReadingBlock = false;
     // One message per call keeps a burst from starving the event loop; the
     // timer takes the next frame of the same read.
-    if (lBudget > 0)
+    if (lMoreWaiting)
         QTimer::singleShot(0, this, &UBXMessageStream::mpOnDataAvailable);
     const QString lMessage = QString::fromUtf8(mvBuffer, mvBlockSize);
     std::free(mvBuffer);

@@ -240,17 +240,26 @@ private Q_SLOTS:
         QCOMPARE(mvLog->mfTexts(Debug).last(), QStringLiteral(" --> Reading data block: 0"));
     }
 
-    void largestFrameCompletesFromDataAlreadyThere()
+    void framesBeyondOneReadBudgetAreNotLeftBehind_data()
     {
-        // 65,537 bytes exceed one call's budget by the two the header took, and
-        // no further notification will come for them.
+        QTest::addColumn<int>("size");
+        // With its header, the frame uses up exactly the 65,535 bytes one call
+        // reads; or the budget runs out two bytes before the frame's end.
+        QTest::newRow("frame ends with the budget") << 65533;
+        QTest::newRow("frame outlasts the budget") << 65535;
+    }
+
+    void framesBeyondOneReadBudgetAreNotLeftBehind()
+    {
+        QFETCH(int, size);
         MemoryIODevice lDevice;
         auto* lStream = new UBXMessageStream(&lDevice);
         QSignalSpy lMessages(lStream, &UBXMessageStream::sgMessageReceived);
         lStream->mpStartListening(false);
-        lDevice.mpAppend(gfFrame(QByteArray(65535, 'b')) + gfFrame("next"));
+        // One notification for all of it; none comes for the rest.
+        lDevice.mpAppend(gfFrame(QByteArray(size, 'b')) + gfFrame("next"));
         QTRY_COMPARE(lMessages.count(), 2);
-        QCOMPARE(lMessages.at(0).first().toString(), QString(65535, QLatin1Char('b')));
+        QCOMPARE(lMessages.at(0).first().toString(), QString(size, QLatin1Char('b')));
         QCOMPARE(lMessages.at(1).first().toString(), QStringLiteral("next"));
     }
 
