@@ -9,8 +9,32 @@
 namespace {
 constexpr uint8_t cRestartFlag = 0x80;
 constexpr uint8_t cStopAfterMessageFlag = 0x40;
-constexpr uint8_t cLargePieceFlag = 0x40;
-constexpr uint8_t cLengthMask = 0x3F;
+constexpr uint8_t cRepeatFlag = 0x40;
+constexpr uint8_t cLongFlag = 0x20;
+
+// Cuts the next piece out of the input and advances aPosition past it.
+QByteArray gfNextPiece(const uint8_t* apData, size_t aSize, size_t& aPosition, uint8_t aControl)
+{
+    const auto lTake = [&](size_t aLength) {
+        aLength = qMin(aLength, aSize - aPosition);
+        QByteArray lBytes(reinterpret_cast<const char*>(apData + aPosition), qsizetype(aLength));
+        aPosition += aLength;
+        return lBytes;
+    };
+    if (aControl & cRestartFlag)
+        return lTake((aControl & 0x3Fu) + 1u);
+    if (aControl & cRepeatFlag) {
+        const size_t lTotal = aPosition < aSize ? (apData[aPosition++] + 1u) * 512u : 0u;
+        const QByteArray lPattern = lTake((aControl & 0x3Fu) + 1u);
+        if (lPattern.isEmpty())
+            return lPattern;
+        return lPattern.repeated(qsizetype(lTotal / size_t(lPattern.size()) + 1))
+            .left(qsizetype(lTotal));
+    }
+    if (aControl & cLongFlag)
+        return lTake(((aControl & 0x1Fu) + 1u) * 64u);
+    return lTake((aControl & 0x1Fu) + 1u);
+}
 
 // Runs the event loop until the stream stops consuming; one pass may not reach
 // a call the stream scheduled during the pass before.
@@ -63,15 +87,9 @@ bool gfFeedMessageStream(const uint8_t* apData, size_t aSize)
     size_t lPosition = 0;
     while (lPosition < aSize) {
         const uint8_t lControl = apData[lPosition++];
-        size_t lLength = (lControl & cLengthMask) + 1u;
         if (lControl & cRestartFlag)
             lStream->mpStartListening((lControl & cStopAfterMessageFlag) != 0);
-        else if (lControl & cLargePieceFlag)
-            lLength *= 1024u;
-        lLength = qMin(lLength, aSize - lPosition);
-        lDevice.mpAppend(
-            QByteArray(reinterpret_cast<const char*>(apData + lPosition), qsizetype(lLength)));
-        lPosition += lLength;
+        lDevice.mpAppend(gfNextPiece(apData, aSize, lPosition, lControl));
         gpDrain(lDevice);
     }
 
