@@ -2,7 +2,6 @@
 
 #include "ICLoggerModel.h"
 #include "UBXLocalCommunicationConnection.h"
-#include "UBXMessageStream.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -24,10 +23,7 @@ UBXLocalCommunication::~UBXLocalCommunication()
     mpStopCommunication();
     // A server keeps its connections through mpStopCommunication; they are
     // still ours to close.
-    std::vector<UBXLocalCommunicationConnection*> lConnections;
-    lConnections.swap(mvConnections);
-    for (UBXLocalCommunicationConnection* lConnection : lConnections)
-        delete lConnection;
+    mpCloseConnections();
     mpLog(QStringLiteral("[UBXLocalCommunication::UBXLocalCommunication] End"));
 }
 
@@ -39,34 +35,27 @@ bool UBXLocalCommunication::mpStartCommunication(UBXStartMode aMode)
         mvServer = nullptr;
         mvRole = UBXRoleNone;
 
-        switch (aMode) {
-        case UBXStartClientOnly:
-            if (!mpTryToConnect())
-                return false;
-            mpLog(QStringLiteral("[UBXLocalCommunication::mpStartCommunication] Connected with "
-                                 "server in LocalCommunication."));
-            mvRole = UBXRoleClient;
-            return true;
-        case UBXStartAutomatic:
+        if (aMode != UBXStartAutomatic && aMode != UBXStartClientOnly &&
+            aMode != UBXStartServerOnly)
+            return false;
+
+        if (aMode != UBXStartServerOnly) {
             if (mpTryToConnect()) {
                 mpLog(QStringLiteral("[UBXLocalCommunication::mpStartCommunication] Connected with "
                                      "server in LocalCommunication."));
                 mvRole = UBXRoleClient;
                 return true;
             }
+            if (aMode == UBXStartClientOnly)
+                return false;
             mpLog(QStringLiteral("[UBXLocalCommunication::mpStartCommunication] Could not connect "
                                  "with server in LocalCommunication."));
-            [[fallthrough]];
-        case UBXStartServerOnly:
-            if (mpTryToCreateServer()) {
-                mpLog(QStringLiteral("[UBXLocalCommunication::mpStartCommunication] Server created "
-                                     "in LocalCommunication."));
-                mvRole = UBXRoleServer;
-                return true;
-            }
-            break;
-        default:
-            return false;
+        }
+        if (mpTryToCreateServer()) {
+            mpLog(QStringLiteral("[UBXLocalCommunication::mpStartCommunication] Server created in "
+                                 "LocalCommunication."));
+            mvRole = UBXRoleServer;
+            return true;
         }
 
         mpLog(
@@ -106,6 +95,12 @@ void UBXLocalCommunication::mpStopCommunication()
         mvServer = nullptr;
         return;
     }
+    mpCloseConnections();
+}
+
+void UBXLocalCommunication::mpCloseConnections()
+{
+    // Emptied first: a closing socket must not find itself in the list.
     std::vector<UBXLocalCommunicationConnection*> lConnections;
     lConnections.swap(mvConnections);
     for (UBXLocalCommunicationConnection* lConnection : lConnections)

@@ -73,6 +73,8 @@ public Q_SLOTS:
 private:
     bool mpTryToConnect();
     bool mpTryToCreateServer();
+    // At once and without announcing the change of their number.
+    void mpCloseConnections();
     void mpLog(const QString& aText);
 
     QString mvServerName;
