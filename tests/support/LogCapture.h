@@ -35,6 +35,16 @@ public:
             lTexts << lItem.mfGetText();
         return lTexts;
     }
+    // The texts logged at that level, in order.
+    QStringList mfTexts(qint32 aLevel) const
+    {
+        QStringList lTexts;
+        for (const ICLoggerItem& lItem : mfItems()) {
+            if (lItem.mfGetLevel() == aLevel)
+                lTexts << lItem.mfGetText();
+        }
+        return lTexts;
+    }
     // How many items carry exactly this text at this level.
     int mfCount(const QString& aText, qint32 aLevel) const
     {

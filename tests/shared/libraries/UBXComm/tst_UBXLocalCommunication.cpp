@@ -1,5 +1,5 @@
+#include "LogCapture.h"
 #include "PeerProtocol.h"
-#include "TestLogCollector.h"
 #include "UBXLocalCommunication.h"
 
 #include <QDir>
@@ -74,8 +74,7 @@ class tst_UBXLocalCommunication : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase() { mvLog = TestLogCollector::gfInstall(); }
-    void init() { mvLog->mpClear(); }
+    void init() { mvLog.mpClear(); }
 
     void secondProcessBecomesClient()
     {
@@ -84,8 +83,7 @@ private Q_SLOTS:
         QSignalSpy lMessages(&lChannel, &UBXLocalCommunication::sgMessageReceivedFromOtherInstance);
         QVERIFY(lChannel.mpStartCommunication(UBXStartAutomatic));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleServer);
-        QCOMPARE(mvLog->mfTexts(Debug),
-                 QStringList({cCouldNotConnect, cListening, cServerCreated}));
+        QCOMPARE(mvLog.mfTexts(Debug), QStringList({cCouldNotConnect, cListening, cServerCreated}));
 
         // The peer exits with ExitOk only if it came up as a client and got "bye".
         QProcess lPeer;
@@ -94,10 +92,10 @@ private Q_SLOTS:
         QCOMPARE(lMessages.first().first().toString(), QStringLiteral("hello"));
         QCOMPARE(lCounts.count(), 1);
         QCOMPARE(lCounts.first(), gfCountChange(0, 1));
-        QVERIFY(mvLog->mfTexts(Debug).contains(
-            QStringLiteral("New connection in LocalCommunication.")));
+        QVERIFY(
+            mvLog.mfTexts(Debug).contains(QStringLiteral("New connection in LocalCommunication.")));
         lChannel.gpSendMessage(QStringLiteral("bye"));
-        QVERIFY(mvLog->mfTexts(Debug).contains(
+        QVERIFY(mvLog.mfTexts(Debug).contains(
             QStringLiteral("Sending message <<bye>> to other side in LocalCommunication.")));
         QCOMPARE(gfPeerExitCode(lPeer), int(ExitOk));
         QTRY_COMPARE_WITH_TIMEOUT(lCounts.count(), 2, cTimeoutMs);
@@ -159,7 +157,7 @@ private Q_SLOTS:
         UBXLocalCommunication lChannel(lName);
         QVERIFY(!lChannel.mpStartCommunication(UBXStartClientOnly));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleNone);
-        QCOMPARE(mvLog->mfTexts(Debug), QStringList());
+        QCOMPARE(mvLog.mfTexts(Debug), QStringList());
         QCOMPARE(lFile.exists(), fileInTheWay);
     }
 
@@ -198,11 +196,11 @@ private Q_SLOTS:
         }
         QVERIFY(QFileInfo::exists(gfSocketPath(lName)));
 
-        mvLog->mpClear();
+        mvLog.mpClear();
         UBXLocalCommunication lChannel(lName);
         QVERIFY(lChannel.mpStartCommunication(static_cast<UBXStartMode>(mode)));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleServer);
-        QCOMPARE(mvLog->mfTexts(Debug), expectedLog);
+        QCOMPARE(mvLog.mfTexts(Debug), expectedLog);
 
         QSignalSpy lCounts(&lChannel, &UBXLocalCommunication::sgNumberOfConnectionsChanged);
         QLocalSocket lClient;
@@ -217,10 +215,10 @@ private Q_SLOTS:
     {
         UBXLocalCommunication lChannel(QStringLiteral("lc.mode"));
         QVERIFY(lChannel.mpStartCommunication(UBXStartServerOnly));
-        mvLog->mpClear();
+        mvLog.mpClear();
         QVERIFY(!lChannel.mpStartCommunication(static_cast<UBXStartMode>(3)));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleNone);
-        QCOMPARE(mvLog->mfTexts(Debug), QStringList());
+        QCOMPARE(mvLog.mfTexts(Debug), QStringList());
         // The server of the earlier start went with the new attempt.
         QVERIFY(!QFileInfo::exists(gfSocketPath(QStringLiteral("lc.mode"))));
     }
@@ -271,11 +269,11 @@ private Q_SLOTS:
         QCOMPARE(lChannel->gfGetNumberOfConnections(), 1u);
         QCOMPARE(lChannel->gfGetRole(), UBXRoleServer);
 
-        mvLog->mpClear();
+        mvLog.mpClear();
         lChannel.reset();
-        QCOMPARE(mvLog->mfTexts(Debug).first(),
+        QCOMPARE(mvLog.mfTexts(Debug).first(),
                  QStringLiteral("[UBXLocalCommunication::UBXLocalCommunication] Begin"));
-        QCOMPARE(mvLog->mfTexts(Debug).last(),
+        QCOMPARE(mvLog.mfTexts(Debug).last(),
                  QStringLiteral("[UBXLocalCommunication::UBXLocalCommunication] End"));
         QTRY_COMPARE_WITH_TIMEOUT(lClient.state(), QLocalSocket::UnconnectedState, cTimeoutMs);
     }
@@ -314,7 +312,7 @@ private Q_SLOTS:
     }
 
 private:
-    TestLogCollector* mvLog = nullptr;
+    LogCapture mvLog;
 };
 
 QTEST_GUILESS_MAIN(tst_UBXLocalCommunication)

@@ -1,6 +1,6 @@
+#include "LogCapture.h"
 #include "MemoryIODevice.h"
 #include "PeerProtocol.h"
-#include "TestLogCollector.h"
 #include "UBXLocalSocketConnectionIODevice.h"
 #include "UBXMessageStream.h"
 
@@ -81,8 +81,7 @@ class tst_UBXMessageStream : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase() { mvLog = TestLogCollector::gfInstall(); }
-    void init() { mvLog->mpClear(); }
+    void init() { mvLog.mpClear(); }
 
     void deliversTwoFramesOfOneReadOnePerCall()
     {
@@ -124,7 +123,7 @@ private Q_SLOTS:
         QVERIFY(lSession.mfStart(QStringLiteral("zero"), false));
         QTRY_COMPARE_WITH_TIMEOUT(
             lSession.mvErrors, QStringList(QStringLiteral("Zero block encountered.")), cTimeoutMs);
-        QCOMPARE(mvLog->mfTexts(Error),
+        QCOMPARE(mvLog.mfTexts(Error),
                  QStringList(
                      QStringLiteral("[UBXMessageStream::mpOnDataAvailable] Bytes in data block "
                                     "is zero. Bytes available: 300. Remaining bytes in "
@@ -150,14 +149,14 @@ private Q_SLOTS:
         // 0x4141 = 16,705 bytes, three whole ones and 15,413 bytes of a fourth.
         const auto lReceivedAll = [&] {
             lSession.mvStream->gpPrintStatus();
-            return mvLog->mfTexts(Debug).contains(QStringLiteral(" --> Bytes received: 15413"));
+            return mvLog.mfTexts(Debug).contains(QStringLiteral(" --> Bytes received: 15413"));
         };
         QTRY_VERIFY_WITH_TIMEOUT(lReceivedAll(), cTimeoutMs);
         QStringList lExpected(QString(4464, QLatin1Char('A')));
         for (int lFrame = 0; lFrame < 3; ++lFrame)
             lExpected.append(QString(16705, QLatin1Char('A')));
         QCOMPARE(lSession.mvMessages, lExpected);
-        QVERIFY(mvLog->mfTexts(Debug).contains(QStringLiteral(" --> Size of data block: 16705")));
+        QVERIFY(mvLog.mfTexts(Debug).contains(QStringLiteral(" --> Size of data block: 16705")));
         QCOMPARE(lSession.mvDevice->mfBytesAvailable(), 0);
         lSession.mpAck();
         QCOMPARE(lSession.mfPeerExitCode(), int(ExitOk));
@@ -213,9 +212,9 @@ private Q_SLOTS:
         lStream->mpStartListening(false);
         const QByteArray lFrame = gfFrame("partial message");
         lDevice.mpAppend(lFrame.left(6));
-        mvLog->mpClear();
+        mvLog.mpClear();
         lStream->gpPrintStatus();
-        const QStringList lStatus = mvLog->mfTexts(Debug);
+        const QStringList lStatus = mvLog.mfTexts(Debug);
         QCOMPARE(lStatus.size(), 5);
         QCOMPARE(lStatus.at(0), QStringLiteral("STATUS OF UBXMESSAGESTREAM"));
         QVERIFY(QRegularExpression(QStringLiteral("^ --> Last bytes were received at "
@@ -234,10 +233,10 @@ private Q_SLOTS:
         QCOMPARE(lMessages.count(), 1);
         QCOMPARE(lMessages.first().first().toString(), QStringLiteral("partial message"));
 
-        mvLog->mpClear();
+        mvLog.mpClear();
         lStream->gpPrintStatus();
-        QCOMPARE(mvLog->mfTexts(Debug).size(), 3);
-        QCOMPARE(mvLog->mfTexts(Debug).last(), QStringLiteral(" --> Reading data block: 0"));
+        QCOMPARE(mvLog.mfTexts(Debug).size(), 3);
+        QCOMPARE(mvLog.mfTexts(Debug).last(), QStringLiteral(" --> Reading data block: 0"));
     }
 
     void framesBeyondOneReadBudgetAreNotLeftBehind_data()
@@ -271,14 +270,14 @@ private Q_SLOTS:
             lStream.gpSendMessage(QStringLiteral("nowhere"));
         }
         QCOMPARE(
-            mvLog->mfTexts(Error),
+            mvLog.mfTexts(Error),
             QStringList(QStringLiteral("[UBXMessageStream::UBXMessageStream] IODevice is NULL!")));
-        QCOMPARE(mvLog->mfTexts(Debug).last(),
+        QCOMPARE(mvLog.mfTexts(Debug).last(),
                  QStringLiteral("[UBXMessageStream::~UBXMessageStream]"));
     }
 
 private:
-    TestLogCollector* mvLog = nullptr;
+    LogCapture mvLog;
 };
 
 QTEST_GUILESS_MAIN(tst_UBXMessageStream)
