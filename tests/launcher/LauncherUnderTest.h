@@ -80,6 +80,12 @@ public:
     }
     void mpPullButton() { QVERIFY(QFile::remove(mfPath("usb") + QStringLiteral("/6"))); }
 
+    // Waits until the stand-in client has recorded that line.
+    bool mfWaitForRecord(const QString& aLine) const
+    {
+        return QTest::qWaitFor([&] { return mfRecordedLines().contains(aLine); }, 30000);
+    }
+
     QStringList mfRecordedLines() const
     {
         QFile lFile(mfRecordPath());

@@ -2,6 +2,7 @@
 // a simulated button (listing files written by the test), a stand-in client
 // that records how it was started and what it received, and real local
 // channels between the processes.
+#include "FakeDesktopTools.h"
 #include "LauncherUnderTest.h"
 
 #include <QLocalServer>
@@ -80,9 +81,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(QStringLiteral("OS VERSION:Unknown")) >= 0,
                                  sWaitMs);
         lWorld.mpPlugButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
         QCOMPARE(lLauncher.mfCount(
                      QStringLiteral("Launching client process %1.").arg(lWorld.mfClientProgram())),
                  1);
@@ -112,9 +111,7 @@ private Q_SLOTS:
         LauncherWorld lWorld;
         LauncherProcess lLauncher(lWorld.mfEnvironment(), arguments);
         lWorld.mpPlugButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
         const QStringList lRecord = lWorld.mfRecordedLines();
         QCOMPARE(
             lRecord.at(0),
@@ -135,14 +132,10 @@ private Q_SLOTS:
         LauncherWorld lWorld;
         LauncherProcess lLauncher(lWorld.mfEnvironment(), {});
         lWorld.mpPlugButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
         lWorld.mpPullButton();
         QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(sRemoved) >= 0, sWaitMs);
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client received: exit")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client received: exit")));
         // Exactly one frame, as it travels: length 4, big-endian, then "exit".
         QVERIFY(lWorld.mfRecordedLines().contains(
             QStringLiteral("stand-in client frame: 000465786974")));
@@ -161,9 +154,7 @@ private Q_SLOTS:
         lEnvironment.insert(QStringLiteral("BEAMORA_EXIT_DELAY_MS"), QString::number(lDelayMs));
         LauncherProcess lLauncher(lEnvironment, {});
         lWorld.mpPlugButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
         lWorld.mpPullButton();
         QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(sRemoved) >= 0, sWaitMs);
         QElapsedTimer lSinceRemoval;
@@ -177,13 +168,39 @@ private Q_SLOTS:
             !lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client received: exit")));
 
         lWorld.mpPullButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client received: exit")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client received: exit")));
         QTRY_COMPARE_WITH_TIMEOUT(lLauncher.mfCount(sExiting), 1, sWaitMs);
         const int lSecondRemoval = lLauncher.mfIndexOf(sRemoved, lLauncher.mfIndexOf(sRemoved) + 1);
         QVERIFY(lSecondRemoval > 0);
         QVERIFY(lLauncher.mfIndexOf(sExiting) > lSecondRemoval);
+    }
+
+    void lockedSessionDelaysTheLaunchUntilUnlock()
+    {
+        LauncherWorld lWorld;
+        FakeDesktopTools lTools;
+        QVERIFY(lTools.mfIsValid());
+        QVERIFY(lTools.mfWrite(QStringLiteral("org.gnome.ScreenSaver.reply"), "(false,)\n"));
+        QVERIFY(lTools.mfWrite(QStringLiteral("com.canonical.Unity.reply"), "(true,)\n"));
+        QProcessEnvironment lEnvironment = lWorld.mfEnvironment();
+        lEnvironment.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("Unity"));
+        lWorld.mpPlugButton();
+        LauncherProcess lLauncher(lEnvironment, {});
+        const QString lLocked =
+            QStringLiteral("The executable is not running on the input desktop.");
+        const QString lUnlocked = QStringLiteral("The executable is running on the input desktop.");
+        QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(lLocked) >= 0, sWaitMs);
+        QCOMPARE(lLauncher.mfPrefixOf(lLocked), QStringLiteral("Debug"));
+
+        QVERIFY(lTools.mfWrite(QStringLiteral("com.canonical.Unity.reply"), "(false,)\n"));
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
+        // The button was in all along: the launch waited for the unlock.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            lLauncher.mfIndexOf(sInsertedLaunching) > lLauncher.mfIndexOf(lUnlocked), sWaitMs);
+        QVERIFY(lLauncher.mfIndexOf(lUnlocked) > lLauncher.mfIndexOf(lLocked));
+        QVERIFY(lTools.mfCalls().contains(QStringLiteral(
+            "gdbus call -e -d com.canonical.Unity -o /com/canonical/Unity/Session -m "
+            "com.canonical.Unity.Session.IsLocked")));
     }
 
     void runningButtonManagerSuppressesLaunchButNotExit()
@@ -195,9 +212,7 @@ private Q_SLOTS:
         QProcessEnvironment lClientEnvironment = lWorld.mfEnvironment();
         lClient.setProcessEnvironment(lClientEnvironment);
         lClient.start(lWorld.mfClientProgram(), {QStringLiteral("manual")});
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
 
         LauncherProcess lLauncher(lWorld.mfEnvironment(), {});
         lWorld.mpPlugButton();
@@ -280,9 +295,7 @@ private Q_SLOTS:
         const QString lGuard = lWorld.mfPath("runtime") + QStringLiteral("/beamoralauncher_alice");
         LauncherProcess lLauncher(lWorld.mfEnvironment(), {});
         lWorld.mpPlugButton();
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client listening")),
-            sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
         QVERIFY(QFile::exists(lGuard));
         QCOMPARE(::kill(static_cast<pid_t>(lLauncher.mfProcess().processId()), signalNumber), 0);
         QVERIFY(lLauncher.mfProcess().waitForFinished(sWaitMs));
@@ -309,8 +322,7 @@ private Q_SLOTS:
                                    "exit",
                                    6));
         QVERIFY(lToClient.waitForBytesWritten(sWaitMs));
-        QTRY_VERIFY_WITH_TIMEOUT(
-            lWorld.mfRecordedLines().contains(QStringLiteral("stand-in client exits")), sWaitMs);
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client exits")));
     }
 
     void switchErrors_data()
