@@ -1,4 +1,5 @@
 #include "FakeDesktopTools.h"
+#include "LogCapture.h"
 #include "UBXSystemProbes.h"
 
 #include <QtTest>
@@ -41,6 +42,24 @@ QByteArray gfListing(const QByteArray& aVendor, const QByteArray& aProduct)
            "\n      Product: " + aProduct +
            "\nSerial Number: 0123456789AB\n     Protocol: Transparent SCSI\n"
            "    Transport: Bulk\n       Quirks:\n";
+}
+
+const char* const sProbeArgument = "--probe-listing";
+
+// Child mode: one scan of the listing directory, reported on standard output
+// as the answer and the items it logged.
+int gfProbeListing(const QString& aDirectory)
+{
+    qputenv("BEAMORA_USB_STORAGE_DIR", QFile::encodeName(aDirectory));
+    LogCapture lLog;
+    QString lPath;
+    const bool lFound = gpDetectDevice(QStringLiteral("Lumora"), QString(),
+                                       QStringLiteral("Beamora"), QString(), QString(), lPath);
+    QTextStream lOut(stdout);
+    lOut << (lFound ? "found" : "not found") << '\n';
+    for (const ICLoggerItem& lItem : lLog.mfItems())
+        lOut << lItem.mfGetLevel() << ' ' << lItem.mfGetText() << '\n';
+    return 0;
 }
 
 bool gfWriteFile(const QString& aPath, const QByteArray& aContent)
@@ -200,6 +219,59 @@ private Q_SLOTS:
                                 QString(), QString(), lPath));
     }
 
+    void unreadableListingFileIsLoggedAndSkipped_data()
+    {
+        QTest::addColumn<QByteArray>("readable");
+        QTest::addColumn<QByteArray>("answer");
+        // The unreadable file holds the product line: without it there is no match.
+        QTest::newRow("values of the readable file only")
+            << QByteArray("       Vendor: Lumora\n") << QByteArray("not found");
+        QTest::newRow("the walk goes on") << gfListing("Lumora", "Beamora") << QByteArray("found");
+    }
+
+    void unreadableListingFileIsLoggedAndSkipped()
+    {
+        QFETCH(QByteArray, readable);
+        QFETCH(QByteArray, answer);
+        // Root opens any file; in a user namespace of its own the child has no
+        // such right over the test's files, and a file of mode 000 fails to open.
+        const QString lUnshare = QStandardPaths::findExecutable(QStringLiteral("unshare"));
+        if (lUnshare.isEmpty())
+            QSKIP("unshare (util-linux) is not installed");
+        QTemporaryDir lDirectory;
+        QVERIFY(lDirectory.isValid());
+        QVERIFY(QFile::setPermissions(lDirectory.path(),
+                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                          QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                          QFileDevice::ExeOther));
+        QVERIFY(gfWriteFile(lDirectory.filePath(QStringLiteral("6")), readable));
+        const QString lLocked = lDirectory.filePath(QStringLiteral("7"));
+        QVERIFY(gfWriteFile(lLocked, "      Product: Beamora\n"));
+        QVERIFY(QFile::setPermissions(lLocked, QFileDevice::Permissions()));
+
+        QProcess lChild;
+        lChild.start(lUnshare, {QStringLiteral("--user"), QCoreApplication::applicationFilePath(),
+                                QLatin1String(sProbeArgument), lDirectory.path()});
+        QVERIFY(lChild.waitForFinished(30000));
+        const QByteArray lOutput = lChild.readAllStandardOutput();
+        // unshare itself refuses where user namespaces are disabled.
+        if (lChild.exitStatus() == QProcess::NormalExit && lChild.exitCode() != 0 &&
+            lOutput.isEmpty()) {
+            const QByteArray lReason = "no user namespace: " + lChild.readAllStandardError();
+            QSKIP(lReason.constData());
+        }
+        QCOMPARE(lChild.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(lChild.exitCode(), 0);
+        const QList<QByteArray> lLines = lOutput.split('\n');
+        QCOMPARE(lLines.at(0), answer);
+        // Logged once for the one file that failed, at level error, whenever the
+        // walk reached it before a match.
+        const QByteArray lError = "4 Error opening USB information ...";
+        QVERIFY(lLines.count(lError) <= 1);
+        if (answer == "not found")
+            QCOMPARE(lLines.count(lError), 1);
+    }
+
     void sysfsDevices()
     {
         QTemporaryDir lRoot;
@@ -235,5 +307,12 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_UBXSystemProbes)
+int main(int argc, char* argv[])
+{
+    QCoreApplication lApplication(argc, argv);
+    if (argc == 3 && qstrcmp(argv[1], sProbeArgument) == 0)
+        return gfProbeListing(QString::fromLocal8Bit(argv[2]));
+    tst_UBXSystemProbes lTest;
+    return QTest::qExec(&lTest, argc, argv);
+}
 #include "tst_UBXSystemProbes.moc"
