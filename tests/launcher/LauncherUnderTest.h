@@ -1,6 +1,8 @@
 #ifndef LAUNCHERUNDERTEST_H
 #define LAUNCHERUNDERTEST_H
 
+#include "TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -68,15 +70,7 @@ public:
     // Writes or removes the kernel's listing file of the button.
     void mpPlugButton()
     {
-        QFile lFile(mfPath("usb") + QStringLiteral("/6"));
-        QVERIFY(lFile.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        lFile.write("   Host scsi6: usb-storage\n"
-                    "       Vendor: Lumora\n"
-                    "      Product: Beamora\n"
-                    "Serial Number: 0123456789AB\n"
-                    "     Protocol: Transparent SCSI\n"
-                    "    Transport: Bulk\n"
-                    "       Quirks:\n");
+        QVERIFY(gfWriteFile(mfPath("usb") + QStringLiteral("/6"), gfUsbListing()));
     }
     void mpPullButton() { QVERIFY(QFile::remove(mfPath("usb") + QStringLiteral("/6"))); }
 

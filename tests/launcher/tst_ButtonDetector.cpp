@@ -1,6 +1,7 @@
 #include "ButtonDetector.h"
 #include "FakeDesktopTools.h"
 #include "LogCapture.h"
+#include "TestFiles.h"
 
 #include <QDateTime>
 #include <QtTest>
@@ -15,14 +16,7 @@ const QString sInserted = QStringLiteral("Button detector has detected that butt
 const QString sRemoved = QStringLiteral("Button detector has detected that button is removed.");
 const QString sAway = QStringLiteral("The executable is not running on the input desktop.");
 const QString sBack = QStringLiteral("The executable is running on the input desktop.");
-const QByteArray sListing = "   Host scsi6: usb-storage\n       Vendor: Lumora\n"
-                            "      Product: Beamora\nSerial Number: 0123456789AB\n";
 
-bool gfWriteFile(const QString& aPath, const QByteArray& aContent)
-{
-    QFile lFile(aPath);
-    return lFile.open(QIODevice::WriteOnly) && lFile.write(aContent) == aContent.size();
-}
 } // namespace
 
 // The detector against a fake Unity session, whose call log counts and times
@@ -99,7 +93,7 @@ private Q_SLOTS:
         QVERIFY(mfWaitForCycles(3));
         QCOMPARE(mvEvents, QStringList());
 
-        QVERIFY(gfWriteFile(mfButtonFile(), sListing));
+        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
         QVERIFY(mfWaitForCycles(3));
         QCOMPARE(mvEvents, QStringList{"inserted:"});
@@ -115,7 +109,7 @@ private Q_SLOTS:
 
     void buttonPresentAtStartIsReportedByTheFirstCycle()
     {
-        QVERIFY(gfWriteFile(mfButtonFile(), sListing));
+        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
         mvDetector->mpStartDetection();
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
         const qint64 lReported = mfLoggedAt(sInserted);
@@ -130,7 +124,7 @@ private Q_SLOTS:
     void blockedSessionSkipsTheButton()
     {
         QVERIFY(mvTools->mfWrite(sScreenSaver + ".reply", "(true,)\n"));
-        QVERIFY(gfWriteFile(mfButtonFile(), sListing));
+        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
         mvDetector->mpSetPollInterval(20);
         mvDetector->mpStartDetection();
         QVERIFY(mfWaitForCycles(3));
@@ -160,7 +154,7 @@ private Q_SLOTS:
 
     void destructionWaitsForTheSleep()
     {
-        QVERIFY(gfWriteFile(mfButtonFile(), sListing));
+        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
         mvDetector->mpSetPollInterval(3000);
         mvDetector->mpStartDetection();
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
@@ -178,7 +172,7 @@ private Q_SLOTS:
     {
         QTemporaryDir lSysfs;
         QVERIFY(lSysfs.isValid());
-        QVERIFY(gfWriteFile(mfButtonFile(), sListing)); // ignored: not the directory read
+        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing())); // ignored: not the directory read
         qputenv("BEAMORA_USB_STORAGE_DIR", QFile::encodeName(mvListing->filePath("absent")));
         qputenv("BEAMORA_SYSFS_USB_DIR", QFile::encodeName(lSysfs.path()));
         mvDetector->mpSetPollInterval(20);

@@ -1,3 +1,4 @@
+#include "TestFiles.h"
 #include "UBXDesktopEnvironment.h"
 
 #include <QProcess>
@@ -6,11 +7,6 @@
 #include <QtTest>
 
 namespace {
-bool gfWriteFile(const QString& aPath, const QByteArray& aContent)
-{
-    QFile lFile(aPath);
-    return lFile.open(QIODevice::WriteOnly) && lFile.write(aContent) == aContent.size();
-}
 
 bool gfRunOpenssl(const QStringList& aArguments)
 {

@@ -1,5 +1,6 @@
 #include "FakeDesktopTools.h"
 #include "LogCapture.h"
+#include "TestFiles.h"
 #include "UBXSystemProbes.h"
 
 #include <QtTest>
@@ -35,15 +36,6 @@ bool gfIsRunning(const QString& aPid)
     return lState != 'Z' && lState != 'X';
 }
 
-// A listing file as the kernel writes it for a USB storage host.
-QByteArray gfListing(const QByteArray& aVendor, const QByteArray& aProduct)
-{
-    return "   Host scsi6: usb-storage\n       Vendor: " + aVendor +
-           "\n      Product: " + aProduct +
-           "\nSerial Number: 0123456789AB\n     Protocol: Transparent SCSI\n"
-           "    Transport: Bulk\n       Quirks:\n";
-}
-
 const char* const sProbeArgument = "--probe-listing";
 
 // Child mode: one scan of the listing directory, reported on standard output
@@ -62,11 +54,6 @@ int gfProbeListing(const QString& aDirectory)
     return 0;
 }
 
-bool gfWriteFile(const QString& aPath, const QByteArray& aContent)
-{
-    QFile lFile(aPath);
-    return lFile.open(QIODevice::WriteOnly) && lFile.write(aContent) == aContent.size();
-}
 } // namespace
 
 class tst_UBXSystemProbes : public QObject
@@ -175,14 +162,15 @@ private Q_SLOTS:
         QTest::addColumn<QList<QByteArray>>("files");
         QTest::addColumn<bool>("found");
 
-        QTest::newRow("the button") << QList<QByteArray>{gfListing("Lumora", "Beamora")} << true;
+        QTest::newRow("the button") << QList<QByteArray>{gfUsbListing("Lumora", "Beamora")} << true;
         QTest::newRow("vendor in lower case")
-            << QList<QByteArray>{gfListing("lumora", "Beamora")} << false;
+            << QList<QByteArray>{gfUsbListing("lumora", "Beamora")} << false;
         QTest::newRow("product in upper case")
-            << QList<QByteArray>{gfListing("Lumora", "BEAMORA")} << false;
+            << QList<QByteArray>{gfUsbListing("Lumora", "BEAMORA")} << false;
         QTest::newRow("the button among others")
-            << QList<QByteArray>{gfListing("Generic", "Flash Disk"), gfListing("Lumora", "Beamora"),
-                                 gfListing("Kingston", "DataTraveler")}
+            << QList<QByteArray>{gfUsbListing("Generic", "Flash Disk"),
+                                 gfUsbListing("Lumora", "Beamora"),
+                                 gfUsbListing("Kingston", "DataTraveler")}
             << true;
         // In either order the second file lacks a line and keeps the first one's value.
         QTest::newRow("values carry over between files")
@@ -226,7 +214,8 @@ private Q_SLOTS:
         // The unreadable file holds the product line: without it there is no match.
         QTest::newRow("values of the readable file only")
             << QByteArray("       Vendor: Lumora\n") << QByteArray("not found");
-        QTest::newRow("the walk goes on") << gfListing("Lumora", "Beamora") << QByteArray("found");
+        QTest::newRow("the walk goes on")
+            << gfUsbListing("Lumora", "Beamora") << QByteArray("found");
     }
 
     void unreadableListingFileIsLoggedAndSkipped()
