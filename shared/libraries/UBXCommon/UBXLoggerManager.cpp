@@ -93,10 +93,7 @@ void UBXLoggerManager::mpEnableConsoleLogging()
 
 void UBXLoggerManager::mpDisableConsoleLogging()
 {
-    if (!mvConsoleSink)
-        return;
-    mpUnregisterSink(mvConsoleSink);
-    mvConsoleSink = nullptr;
+    mpDisableSink(mvConsoleSink);
 }
 
 bool UBXLoggerManager::mfIsConsoleLogging() const
@@ -115,10 +112,7 @@ void UBXLoggerManager::mpEnableFileLogging(const QString& aFileName)
 
 void UBXLoggerManager::mpDisableFileLogging()
 {
-    if (!mvFileSink)
-        return;
-    mpUnregisterSink(mvFileSink);
-    mvFileSink = nullptr;
+    mpDisableSink(mvFileSink);
     mvFileName.clear();
 }
 
@@ -139,10 +133,7 @@ void UBXLoggerManager::mpEnableSysLogging()
 
 void UBXLoggerManager::mpDisableSysLogging()
 {
-    if (!mvSysSink)
-        return;
-    mpUnregisterSink(mvSysSink);
-    mvSysSink = nullptr;
+    mpDisableSink(mvSysSink);
 }
 
 bool UBXLoggerManager::mfIsSysLogging() const

@@ -50,6 +50,14 @@ private:
     void mpRegisterSink(ICLoggerObserver* apSink);
     // Removes a sink from the model (which destroys it) and from the records.
     void mpUnregisterSink(ICLoggerObserver* apSink);
+    // The same for the current sink of one kind, if there is one, which is then forgotten.
+    template <typename Sink> void mpDisableSink(Sink*& apSink)
+    {
+        if (!apSink)
+            return;
+        mpUnregisterSink(apSink);
+        apSink = nullptr;
+    }
 
     qint32 mvLevel = 2;
     QVector<ICLoggerObserver*> mvSinks;
