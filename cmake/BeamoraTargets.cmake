@@ -53,22 +53,32 @@ function(beamora_add_library name)
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Beamora/${name})
 endfunction()
 
-# beamora_add_test(<name> SOURCES ... [LIBS ...] [GUI])
+# Root of the tests' private TMPDIRs. A local socket's address holds at most
+# 107 bytes, so the root stays short whatever the depth of the build tree; the
+# hash keeps two build trees apart.
+string(SHA1 _beamora_build_hash "${PROJECT_BINARY_DIR}")
+string(SUBSTRING "${_beamora_build_hash}" 0 10 _beamora_build_hash)
+set(BEAMORA_TEST_TMPDIR_ROOT "/tmp/beamora-tests-${_beamora_build_hash}" CACHE PATH
+    "Short directory under which each test gets its own TMPDIR")
+
+# beamora_add_test(<name> SOURCES ... [LIBS ...] [ENVIRONMENT ...] [TIMEOUT s])
 # A Qt Test program registered with CTest. Each test runs headless with a
 # TMPDIR of its own, so local sockets and files never meet another test's or
-# a real launcher's. Tests share the helpers in tests/support.
+# a real launcher's. The directory is made when the test starts, so a /tmp
+# emptied since the build does not matter. Tests share the helpers in
+# tests/support.
 function(beamora_add_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LIBS})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)
     beamora_set_target_options(${name})
-    set(tmp ${CMAKE_CURRENT_BINARY_DIR}/tmp/${name})
-    file(MAKE_DIRECTORY ${tmp})
+    set(tmp ${BEAMORA_TEST_TMPDIR_ROOT}/${name})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)
     endif()
-    add_test(NAME ${name} COMMAND ${name})
+    add_test(NAME ${name}
+        COMMAND sh -c "mkdir -p \"$TMPDIR\" && exec \"$0\" \"$@\"" $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${ARG_TIMEOUT}
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;TMPDIR=${tmp};${ARG_ENVIRONMENT}")
