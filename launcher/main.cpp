@@ -73,10 +73,22 @@ int main(int argc, char* argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Beamora Launcher"));
     QCoreApplication::setApplicationVersion(QStringLiteral("0.10"));
 
-    auto* lInstanceGuard = new UBXLocalCommunication(gfInstanceGuardName(gfGetUserName()));
+    const QString lGuardName = gfInstanceGuardName(gfGetUserName());
+    auto* lInstanceGuard = new UBXLocalCommunication(lGuardName);
     lInstanceGuard->mpStartCommunication(UBXStartAutomatic);
-    if (lInstanceGuard->gfGetRole() != UBXRoleServer)
+    switch (lInstanceGuard->gfGetRole()) {
+    case UBXRoleServer:
+        break;
+    case UBXRoleClient:
+        // Another launcher of this user runs: leave without a word.
         gpExit();
+    default:
+        // No logger is attached yet, so the console is the only place where
+        // a user can learn why the launcher did not stay.
+        std::printf("ERROR: Could not take the single-instance channel \"%s\".\n",
+                    qPrintable(lGuardName));
+        gpExit();
+    }
 
     const LoggingSwitches lSwitches = gfParseSwitches(QCoreApplication::arguments());
     // Neither the core nor the application object is destroyed: the process

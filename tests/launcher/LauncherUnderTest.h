@@ -112,6 +112,10 @@ public:
                 mvProcess.kill();
             mvProcess.waitForFinished(10000);
         }
+        // What the launcher said is the first thing to read when a case fails.
+        if (QTest::currentTestFailed())
+            qWarning("launcher standard output:\n%s\nlauncher standard error:\n%s",
+                     mfOutput().constData(), mvProcess.readAllStandardError().constData());
     }
 
     QProcess& mfProcess() { return mvProcess; }

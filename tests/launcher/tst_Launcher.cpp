@@ -280,6 +280,23 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(QDir::temp().filePath(QStringLiteral("beamoralauncher_carol"))));
     }
 
+    // A guard name that no socket address can hold (107 bytes at most) must
+    // not make the launcher vanish without a word.
+    void guardThatCannotBeTakenIsReported()
+    {
+        LauncherWorld lWorld;
+        const QString lRuntime = lWorld.mfPath("runtime") + QLatin1Char('/') + QString(100, u'r');
+        QVERIFY(QDir().mkpath(lRuntime));
+        QProcessEnvironment lEnvironment = lWorld.mfEnvironment();
+        lEnvironment.insert(QStringLiteral("XDG_RUNTIME_DIR"), lRuntime);
+        LauncherProcess lLauncher(lEnvironment, {});
+        QVERIFY(lLauncher.mfProcess().waitForFinished(sWaitMs));
+        QCOMPARE(lLauncher.mfProcess().exitCode(), 0);
+        QCOMPARE(QString::fromLatin1(lLauncher.mfOutput()),
+                 QStringLiteral("ERROR: Could not take the single-instance channel \"%1\".\n")
+                     .arg(lRuntime + QStringLiteral("/beamoralauncher_alice")));
+    }
+
     void terminationSignalsEndCleanly_data()
     {
         QTest::addColumn<int>("signalNumber");
