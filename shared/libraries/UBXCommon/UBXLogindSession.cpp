@@ -4,7 +4,7 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusReply>
-#include <QDBusVariant>
+#include <QVariantMap>
 
 #include <unistd.h>
 
@@ -38,25 +38,21 @@ UBXLogindSession::UBXLogindSession()
 
 bool UBXLogindSession::mfReadBlocked(bool& aBlocked) const
 {
-    bool lLocked = false;
-    if (!mfIsFound() || !mfReadFlag(QStringLiteral("LockedHint"), lLocked))
+    if (!mfIsFound())
         return false;
-    // A locked session is blocked whatever its seat says: no second read.
-    bool lActive = false;
-    if (!lLocked && !mfReadFlag(QStringLiteral("Active"), lActive))
-        return false;
-    aBlocked = lLocked || !lActive;
-    return true;
-}
-
-bool UBXLogindSession::mfReadFlag(const QString& aProperty, bool& aValue) const
-{
+    // One round trip for both properties: measured, it costs the detector less
+    // than a Get for each.
     QDBusMessage lCall = QDBusMessage::createMethodCall(
-        sService, mvPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    lCall << QStringLiteral("org.freedesktop.login1.Session") << aProperty;
-    const QDBusReply<QDBusVariant> lReply = gfCall(lCall);
-    if (!lReply.isValid() || lReply.value().variant().typeId() != QMetaType::Bool)
+        sService, mvPath, QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("GetAll"));
+    lCall << QStringLiteral("org.freedesktop.login1.Session");
+    const QDBusReply<QVariantMap> lReply = gfCall(lCall);
+    if (!lReply.isValid())
         return false;
-    aValue = lReply.value().variant().toBool();
+    const QVariant lLocked = lReply.value().value(QStringLiteral("LockedHint"));
+    const QVariant lActive = lReply.value().value(QStringLiteral("Active"));
+    if (lLocked.typeId() != QMetaType::Bool || lActive.typeId() != QMetaType::Bool)
+        return false;
+    aBlocked = lLocked.toBool() || !lActive.toBool();
     return true;
 }
