@@ -18,22 +18,9 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-class FakeLogind : public QObject, protected QDBusContext
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
-public Q_SLOTS:
-    QDBusObjectPath GetSession(const QString& aId)
-    {
-        if (aId != QLatin1String("1"))
-            sendErrorReply(QStringLiteral("org.freedesktop.login1.NoSuchSession"), aId);
-        return QDBusObjectPath("/org/freedesktop/login1/session/_31");
-    }
-    QDBusObjectPath GetSessionByPID(uint) { return GetSession(QStringLiteral("1")); }
-};
-
-// The session's state, as logind's session and the screen saver tell it.
-class FakeSessionState : public QObject
+// The session's state, as logind (its manager and the session) and the
+// screen saver tell it.
+class FakeSessionState : public QObject, protected QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Session")
@@ -42,6 +29,13 @@ class FakeSessionState : public QObject
     Q_PROPERTY(bool ScreenSaverActive MEMBER mvScreenSaverActive SCRIPTABLE false)
 public Q_SLOTS:
     bool GetActive() { return mvScreenSaverActive; }
+    QDBusObjectPath GetSession(const QString& aId)
+    {
+        if (aId != QLatin1String("1"))
+            sendErrorReply(QStringLiteral("org.freedesktop.login1.NoSuchSession"), aId);
+        return QDBusObjectPath("/org/freedesktop/login1/session/_31");
+    }
+    QDBusObjectPath GetSessionByPID(uint) { return GetSession(QStringLiteral("1")); }
 
 private:
     bool mvActive = true;
@@ -70,9 +64,9 @@ int main(int argc, char* argv[])
         QDBusConnection::connectToBus(lAddresses[0], QStringLiteral("system"));
     QDBusConnection lSession =
         QDBusConnection::connectToBus(lAddresses[1], QStringLiteral("session"));
-    FakeLogind lLogind;
     FakeSessionState lState;
-    if (!lSystem.registerObject(QStringLiteral("/org/freedesktop/login1"), &lLogind,
+    if (!lSystem.registerObject(QStringLiteral("/org/freedesktop/login1"),
+                                QStringLiteral("org.freedesktop.login1.Manager"), &lState,
                                 QDBusConnection::ExportAllSlots) ||
         !lSystem.registerObject(QStringLiteral("/org/freedesktop/login1/session/_31"), &lState,
                                 QDBusConnection::ExportScriptableProperties) ||

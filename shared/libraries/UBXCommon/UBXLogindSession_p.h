@@ -15,10 +15,10 @@ public:
 
     bool mfIsFound() const { return !mvPath.isEmpty(); }
 
-    // Reads the session's state afresh, both properties in one call. True when logind answered;
-    // aBlocked is then true when the session is locked (LockedHint) or not the active one of its
-    // seat (Active false). False, aBlocked untouched, when there is no session or no answer within
-    // 1 s.
+    // Reads the session's state afresh, both properties in one call. True
+    // when logind answered; aBlocked is then true when the session is locked
+    // (LockedHint) or not the active one of its seat (Active false). False,
+    // aBlocked untouched, when there is no session or no answer within 1 s.
     bool mfReadBlocked(bool& aBlocked) const;
 
 private:
