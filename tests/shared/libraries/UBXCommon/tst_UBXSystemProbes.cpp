@@ -160,7 +160,7 @@ private Q_SLOTS:
     }
 
     // In a child process each, since the logind session is looked up once per
-    // process. Fake tools answer "free" for the desktop.
+    // process. GNOME lacks its screen-saver tool; its presence is "available".
     void sessionBuses_data()
     {
         QTest::addColumn<QByteArray>("gdmSession");
