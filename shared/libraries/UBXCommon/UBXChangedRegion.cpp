@@ -46,19 +46,36 @@ QRegion gfGetChangedRegion(int passes, const uchar* current, const uchar* previo
     const qsizetype lTileBytes = qsizetype(gcTileSize) * bytesPerPixel;
     QByteArray lTiles(qsizetype(lTileRows) * lTileColumns, 0);
 
-    for (int lPass = 0; lPass < passes; ++lPass) {
+    // A tile is changed when any of its sampled lines differs, whatever the
+    // order of the comparisons: the lines of all passes are gathered first and
+    // compared top to bottom, so that many passes read the pictures front to
+    // back, as one comparison of the whole frame would.
+    quint32 lOffsets = 0;
+    if (passes > 0) {
         const int lIndex = gvSampledLineIndex.load(std::memory_order_relaxed);
-        const int lOffset = gcSampledLines[lIndex];
-        for (int lTileRow = 0; lTileRow < lTileRows; ++lTileRow) {
-            const int lTop = lTileRow * gcTileSize;
-            const int lLine = lTop + lOffset % std::min(gcTileSize, height - lTop);
-            const uchar* lCurrent = current + lLine * lStride;
-            const uchar* lPrevious = previous + lLine * lStride;
+        for (int lPass = 0; lPass < std::min(passes, gcTileSize); ++lPass)
+            lOffsets |= 1u << gcSampledLines[(lIndex + lPass) % gcTileSize];
+        gvSampledLineIndex.store((lIndex + passes % gcTileSize) % gcTileSize,
+                                 std::memory_order_relaxed);
+    }
+    for (int lTileRow = 0; lTileRow < lTileRows; ++lTileRow) {
+        const int lTop = lTileRow * gcTileSize;
+        const int lLines = std::min(gcTileSize, height - lTop);
+        quint32 lSampled = 0; // offset o samples line o mod lLines of a short tile row
+        for (int lOffset = 0; lOffset < gcTileSize; ++lOffset) {
+            if ((lOffsets >> lOffset & 1u) != 0)
+                lSampled |= 1u << (lOffset % lLines);
+        }
+        char* lCell = lTiles.data() + qsizetype(lTileRow) * lTileColumns;
+        for (int lLine = 0; lLine < lLines; ++lLine) {
+            if ((lSampled >> lLine & 1u) == 0)
+                continue;
+            const uchar* lCurrent = current + (lTop + lLine) * lStride;
+            const uchar* lPrevious = previous + (lTop + lLine) * lStride;
             // Most lines are unchanged: one comparison of the whole line
             // settles them before any tile is looked at.
             if (std::memcmp(lCurrent, lPrevious, size_t(lLineBytes)) == 0)
                 continue;
-            char* lCell = lTiles.data() + qsizetype(lTileRow) * lTileColumns;
             for (int lColumn = 0; lColumn < lTileColumns; ++lColumn) {
                 const qsizetype lStart = lColumn * lTileBytes;
                 if (lCell[lColumn] == 0 &&
@@ -67,7 +84,6 @@ QRegion gfGetChangedRegion(int passes, const uchar* current, const uchar* previo
                     lCell[lColumn] = 1;
             }
         }
-        gvSampledLineIndex.store((lIndex + 1) % gcTileSize, std::memory_order_relaxed);
     }
 
     const int lGroupColumns = (lTileColumns + gcGroupSize - 1) / gcGroupSize;
