@@ -1,6 +1,7 @@
 #include "ImageSequence.h"
 
 #include "ICLoggerModel.h"
+#include "SequenceInflater_p.h"
 
 #include <QBuffer>
 #include <QDataStream>
@@ -8,8 +9,6 @@
 #include <QFile>
 #include <QImageReader>
 #include <QTimer>
-
-#include <zlib.h>
 
 #include <algorithm>
 #include <climits>
@@ -29,41 +28,6 @@ int gfMilliseconds(int aCount, float aFrameRate)
     return lMs < static_cast<float>(INT_MAX) ? static_cast<int>(lMs) : INT_MAX;
 }
 
-// qUncompress trusts the length in front of the stream and allocates it at
-// once; this grows the buffer only as the stream delivers and stops at that
-// length, at ImageSequence::mcMaxRecordBytes and at a broken or truncated
-// stream (an empty result).
-QByteArray gfUncompress(const QByteArray& aData)
-{
-    if (aData.size() < 4)
-        return {};
-    const auto* lIn = reinterpret_cast<const uchar*>(aData.constData());
-    const quint32 lClaimed = (quint32(lIn[0]) << 24) | (quint32(lIn[1]) << 16) |
-                             (quint32(lIn[2]) << 8) | quint32(lIn[3]);
-    if (lClaimed == 0 || lClaimed > ImageSequence::mcMaxRecordBytes)
-        return {};
-    z_stream lStream{};
-    if (inflateInit(&lStream) != Z_OK)
-        return {};
-    lStream.next_in = const_cast<Bytef*>(lIn + 4);
-    lStream.avail_in = static_cast<uInt>(aData.size() - 4);
-    QByteArray lOut;
-    int lResult = Z_OK;
-    while (lResult == Z_OK) {
-        const qsizetype lDone = lOut.size();
-        if (lDone == qsizetype(lClaimed))
-            break;
-        const qsizetype lGrow =
-            std::min<qsizetype>(qsizetype(lClaimed) - lDone, std::max<qsizetype>(lDone, 64 * 1024));
-        lOut.resize(lDone + lGrow);
-        lStream.next_out = reinterpret_cast<Bytef*>(lOut.data() + lDone);
-        lStream.avail_out = static_cast<uInt>(lGrow);
-        lResult = inflate(&lStream, Z_NO_FLUSH);
-        lOut.resize(lDone + lGrow - qsizetype(lStream.avail_out));
-    }
-    inflateEnd(&lStream);
-    return lResult == Z_STREAM_END ? lOut : QByteArray();
-}
 } // namespace
 
 ImageSequence::ImageSequence(QObject* apParent) : QObject(apParent), mvTimer(new QTimer(this))
@@ -252,24 +216,50 @@ bool ImageSequence::mfLoadFromData(const QByteArray& aData)
 {
     mpClear();
     QDataStream lIn(aData);
-    lIn.setVersion(QDataStream::Qt_4_8);
+    mpReadRecord(lIn);
+    return true;
+}
+
+bool ImageSequence::mfLoadFromCompressedData(const QByteArray& aData)
+{
+    mpClear();
+    SequenceInflater lInflater(aData, mcMaxRecordBytes);
+    if (!lInflater.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return false;
+    QDataStream lIn(&lInflater);
+    mpReadRecord(lIn);
+    if (lInflater.mfIsIntact())
+        return true;
+    mpClear();
+    return false;
+}
+
+void ImageSequence::mpReadRecord(QDataStream& aIn)
+{
+    aIn.setVersion(QDataStream::Qt_4_8);
     qint8 lMarker = 0;
     double lRate = 0.0;
     qint32 lCount = 0;
     QString lFormatName;
-    lIn >> lMarker >> lRate >> lCount >> lFormatName;
+    aIn >> lMarker >> lRate >> lCount >> lFormatName;
     mpSetFrameRate(float(lRate));
     mvFormatName = lFormatName;
     const QByteArray lFormat = lFormatName.toLatin1();
     qint64 lFrameBytes = 0;
-    for (qint32 lIndex = 0; lIndex < lCount && lIn.status() == QDataStream::Ok; ++lIndex) {
+    const qint32 lReadable = std::min(lCount, mcMaxFrames);
+    for (qint32 lIndex = 0; lIndex < lReadable && aIn.status() == QDataStream::Ok; ++lIndex) {
         QByteArray lEncoded;
-        lIn >> lEncoded;
-        if (lIn.status() != QDataStream::Ok)
+        aIn >> lEncoded;
+        if (aIn.status() != QDataStream::Ok)
             break;
+        if (lEncoded.isEmpty())
+            continue;
         QBuffer lBuffer(&lEncoded);
         lBuffer.open(QIODevice::ReadOnly);
+        // Only the named format: probing every other format for each broken
+        // frame would make a file of tiny frames slow.
         QImageReader lReader(&lBuffer, lFormat);
+        lReader.setAutoDetectImageFormat(false);
         // The header's size, when the format gives one, keeps a small frame
         // that claims a huge picture from being allocated.
         const QSize lSize = lReader.size();
@@ -282,14 +272,6 @@ bool ImageSequence::mfLoadFromData(const QByteArray& aData)
         lFrameBytes += lImage.sizeInBytes();
         mvFrames.append(lImage);
     }
-    return true;
-}
-
-bool ImageSequence::mfLoadFromCompressedData(const QByteArray& aData)
-{
-    mpClear();
-    const QByteArray lRecord = gfUncompress(aData);
-    return !lRecord.isEmpty() && mfLoadFromData(lRecord);
 }
 
 bool ImageSequence::mfSaveToFile(const QString& aFileName, const QString& aFormatName) const

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QVector>
 
+class QDataStream;
 class QTimer;
 
 // The frames of a short animation, played at a frame rate, forward or
@@ -21,17 +22,20 @@ class QTimer;
 // as double, frame count qint32, image format name as QString, then one byte
 // array per frame, encoded in that format), compressed at level 9 in the
 // qCompress layout (4-byte big-endian uncompressed length, zlib stream).
-// Files from outside are hostile: a record that claims more than
-// mcMaxRecordBytes, a broken zlib stream or a truncated record ends the load;
-// the stream's status, not the frame count, ends the frame loop; frames that
-// do not decode, or would take the decoded frames beyond mcMaxFrameBytes, are
+// Files from outside are hostile. A record that claims more than
+// mcMaxRecordBytes, or a zlib stream that proves broken, truncated or longer
+// than it claims, fails the load. The record is inflated only as far as it is
+// read, and the stream's status, not the frame count, ends the frame loop,
+// after at most mcMaxFrames frames. Frames that do not decode in the named
+// format, or would take the decoded frames beyond mcMaxFrameBytes, are
 // dropped.
 class UI_EXPORT ImageSequence : public QObject
 {
     Q_OBJECT
 public:
-    static constexpr qsizetype mcMaxRecordBytes = 64 * 1024 * 1024;
-    static constexpr qint64 mcMaxFrameBytes = 256 * 1024 * 1024;
+    static constexpr qsizetype mcMaxRecordBytes = 16 * 1024 * 1024;
+    static constexpr qint64 mcMaxFrameBytes = 128 * 1024 * 1024;
+    static constexpr qint32 mcMaxFrames = 1024;
 
     explicit ImageSequence(QObject* apParent = nullptr);
     ~ImageSequence() override;
@@ -99,6 +103,10 @@ public Q_SLOTS:
     void mpOnTimeout();
 
 private:
+    // Frames are read until the count, mcMaxFrames or the stream's status
+    // ends the loop.
+    void mpReadRecord(QDataStream& aIn);
+
     float mvFrameRate = 30.0f;
     bool mvLoop = true;
     bool mvReverse = false;
