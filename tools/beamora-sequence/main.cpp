@@ -121,7 +121,8 @@ bool gfLoad(ImageSequence& aSequence, const QString& aFile, int& aStatus)
         return false;
     }
     if (!aSequence.mfLoadFromFile(aFile)) {
-        aStatus = gfFail(aFile, QStringLiteral("not a sequence file (corrupt compressed record)"));
+        aStatus = gfFail(aFile, QStringLiteral("not a sequence file, or a broken, truncated or "
+                                               "oversized one"));
         return false;
     }
     return true;
