@@ -5,32 +5,6 @@
 #include <QTest>
 #include <QTimeLine>
 
-namespace {
-QFont gfFont()
-{
-    QFont lFont;
-    lFont.setPixelSize(14);
-    return lFont;
-}
-
-// The bounding box of the pixels that differ from aBackground, and whether
-// any of them is black.
-QRect gfInk(const QImage& aImage, const QColor& aBackground, bool& aBlack)
-{
-    QRect lBox;
-    aBlack = false;
-    for (int lY = 0; lY < aImage.height(); ++lY) {
-        for (int lX = 0; lX < aImage.width(); ++lX) {
-            const QColor lColour = aImage.pixelColor(lX, lY);
-            if (lColour != aBackground)
-                lBox |= QRect(lX, lY, 1, 1);
-            aBlack |= lColour == Qt::black;
-        }
-    }
-    return lBox;
-}
-} // namespace
-
 class tst_ScrollingText : public QObject
 {
     Q_OBJECT
@@ -50,8 +24,7 @@ private Q_SLOTS:
     {
         QFETCH(int, speed);
         ScrollingTextRenderer lRenderer;
-        lRenderer.mpSetContent(QStringLiteral("Marquee"), Qt::black, Qt::white, gfFont(), false,
-                               10);
+        lRenderer.mpSetContent(QStringLiteral("Marquee"), Qt::black, Qt::white, QFont(), false, 10);
         lRenderer.mpSetGap(230 - lRenderer.mfGetPicture().width());
         lRenderer.mpSetScrollSpeed(speed);
         lRenderer.mpStartScrolling();
@@ -63,7 +36,7 @@ private Q_SLOTS:
     }
 
     // A narrow text lies whole at the left edge, centred vertically; the
-    // shadow is the only black.
+    // shadow is the only near-black.
     void narrowText_data()
     {
         QTest::addColumn<QString>("text");
@@ -80,19 +53,24 @@ private Q_SLOTS:
         ScrollingLabel lLabel;
         lLabel.resize(200, 60);
         lLabel.setText(text);
-        lLabel.mpSetStyle(lBackground, Qt::white, shadow, gfFont());
+        lLabel.mpSetStyle(lBackground, Qt::white, shadow, lLabel.font());
+        const QImage lImage = lLabel.grab().toImage();
+        QRect lInk;
         bool lBlack = false;
-        const QRect lInk = gfInk(lLabel.grab().toImage(), lBackground, lBlack);
-        QCOMPARE(lBlack, shadow);
-        if (text.isEmpty()) {
-            QVERIFY(lInk.isNull());
-            return;
+        for (int lY = 0; lY < lImage.height(); ++lY) {
+            for (int lX = 0; lX < lImage.width(); ++lX) {
+                const QColor lColour = lImage.pixelColor(lX, lY);
+                lInk |= lColour != lBackground ? QRect(lX, lY, 1, 1) : QRect();
+                lBlack |= lColour.value() < 60;
+            }
         }
-        const QFontMetrics lMetrics(gfFont());
+        QCOMPARE(lBlack, shadow);
+        QCOMPARE(lInk.isNull(), text.isEmpty());
+        const QFontMetrics lMetrics(lLabel.font());
         const int lTop = (60 - lMetrics.height() - (shadow ? 1 : 0)) / 2;
-        QVERIFY2(lInk.left() <= 2 && lInk.right() >= lMetrics.horizontalAdvance(text) - 3,
-                 qPrintable(QStringLiteral("%1 %2").arg(lInk.left()).arg(lInk.right())));
-        QVERIFY(lInk.top() >= lTop && lInk.bottom() <= lTop + lMetrics.height() + 1);
+        QVERIFY(text.isEmpty() ||
+                (lInk.left() <= 2 && lInk.right() >= lMetrics.horizontalAdvance(text) - 3 &&
+                 lInk.top() >= lTop && lInk.bottom() <= lTop + lMetrics.height() + 1));
     }
 
     // Mode 1 moves the text while the pointer is over the label and shows it
