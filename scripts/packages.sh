@@ -1,6 +1,6 @@
 # The packages each kind of work needs, by Debian/Ubuntu package name.
 # Building and running the launcher.
-BEAMORA_BUILD_PACKAGES="cmake ninja-build g++ qt6-base-dev"
+BEAMORA_BUILD_PACKAGES="cmake ninja-build g++ qt6-base-dev libturbojpeg0-dev zlib1g-dev"
 # The test suite: the build, the benchmarks it compiles, and the real tools the
 # tests drive (openssl, unshare from util-linux, ps from procps).
 BEAMORA_TEST_PACKAGES="$BEAMORA_BUILD_PACKAGES libbenchmark-dev libspdlog-dev openssl util-linux procps"

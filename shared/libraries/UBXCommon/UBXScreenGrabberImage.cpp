@@ -72,6 +72,16 @@ void UBXScreenGrabberImage::mpClear()
         std::memset(mvData, 0, mvCapacity);
 }
 
+bool UBXScreenGrabberImage::mfSetFromQImage(const QImage& aImage)
+{
+    const QImage lImage = aImage.convertToFormat(QImage::Format_RGB32);
+    if (!mpSetProperties(lImage.size(), QImage::Format_RGB32))
+        return false;
+    for (int lY = 0; lY < lImage.height(); ++lY)
+        std::memcpy(mfGetScanLine(lY), lImage.constScanLine(lY), mvBytesPerLine);
+    return true;
+}
+
 QImage UBXScreenGrabberImage::mfToQImage() const
 {
     QImage lImage(mvSize, mvFormat);

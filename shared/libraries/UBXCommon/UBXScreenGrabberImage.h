@@ -20,6 +20,8 @@ public:
     // False when the buffer could not be allocated; size and format then stay.
     bool mpSetProperties(QSize aSize, QImage::Format aFormat);
     void mpClear();
+    // Takes the picture as 32-bit RGB; false when the buffer cannot hold it.
+    bool mfSetFromQImage(const QImage& aImage);
     // A copy of the pixels, or an uninitialised image when they do not fit.
     QImage mfToQImage() const;
 
