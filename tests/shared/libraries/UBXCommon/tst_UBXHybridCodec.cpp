@@ -1,3 +1,4 @@
+#include "ImagePsnr.h"
 #include "LogCapture.h"
 #include "UBXFrameUpdate.h"
 #include "UBXHybridCodec.h"
@@ -7,8 +8,6 @@
 #include <QRandomGenerator>
 #include <QtEndian>
 #include <QtTest>
-
-#include <cmath>
 
 namespace {
 const QRgb sRed = qRgb(255, 0, 0);
@@ -34,22 +33,6 @@ QImage gfDecode(const QByteArray& aStream, bool aParallel, bool aCompress, QRegi
     if (apErrorOffset)
         *apErrorOffset = lCodec.mfGetDecodeErrorOffset();
     return *lCodec.mfGetCanvas();
-}
-
-double gfPsnr(const QImage& aFirst, const QImage& aSecond)
-{
-    double lSum = 0;
-    for (int lY = 0; lY < aFirst.height(); ++lY) {
-        for (int lX = 0; lX < aFirst.width(); ++lX) {
-            const QRgb lA = aFirst.pixel(lX, lY), lB = aSecond.pixel(lX, lY);
-            for (int lShift : {0, 8, 16}) {
-                const int lD = int((lA >> lShift) & 0xFF) - int((lB >> lShift) & 0xFF);
-                lSum += lD * lD;
-            }
-        }
-    }
-    const double lMse = lSum / (3.0 * aFirst.width() * aFirst.height());
-    return lMse == 0 ? 99 : 10 * std::log10(255.0 * 255.0 / lMse);
 }
 
 // Window-like content of few colours, without anti-aliasing.
