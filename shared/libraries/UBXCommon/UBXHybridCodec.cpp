@@ -393,36 +393,41 @@ bool gfPaintRuns(QImage& aCanvas, const RLE_Block& aBlock, const QRegion& aClip)
             return false;
         lTemporary.fill(Qt::transparent);
     }
+    // Straight into the canvas each pixel keeps its fourth byte; the
+    // temporary image gets opaque pixels where runs land.
+    const bool lDirect = lTemporary.isNull();
+    const quint32 lKeep = lDirect ? 0xFF000000u : 0u;
+    const auto lLineAt = [&](int aRow) {
+        return reinterpret_cast<QRgb*>(lDirect
+                                           ? aCanvas.scanLine(aBlock.mvY + aRow) + 4 * aBlock.mvX
+                                           : lTemporary.scanLine(aRow));
+    };
     int lColumn = 0;
     int lRow = 0;
     bool lValid = true;
-    uchar* lLine = lTemporary.isNull() ? aCanvas.scanLine(aBlock.mvY) + 4 * aBlock.mvX
-                                       : lTemporary.scanLine(0);
+    QRgb* lLine = lLineAt(0);
     for (int lSpan = 0; lSpan < aBlock.mvSpanCount && lValid; ++lSpan) {
         const uchar lIndex = aBlock.mvSpans[2 * lSpan];
         lValid = lIndex < aBlock.mvColorCount;
         if (!lValid)
             break;
-        const QRgb lColor = aBlock.mvColors[lIndex];
-        for (int lLeft = aBlock.mvSpans[2 * lSpan + 1]; lLeft > 0; --lLeft) {
+        const QRgb lBits =
+            lDirect ? aBlock.mvColors[lIndex] & 0x00FFFFFFu : aBlock.mvColors[lIndex] | 0xFF000000u;
+        for (int lLeft = aBlock.mvSpans[2 * lSpan + 1]; lLeft > 0;) {
             if (lRow == lHeight) {
                 lValid = false;
                 break;
             }
-            uchar* lPixel = lLine + 4 * lColumn;
-            if (lTemporary.isNull()) {
-                lPixel[0] = uchar(qBlue(lColor));
-                lPixel[1] = uchar(qGreen(lColor));
-                lPixel[2] = uchar(qRed(lColor));
-            } else {
-                reinterpret_cast<QRgb*>(lPixel)[0] = lColor | 0xFF000000u;
-            }
-            if (++lColumn == lWidth) {
+            const int lCount = qMin(lLeft, lWidth - lColumn);
+            QRgb* lPixel = lLine + lColumn;
+            for (int lDone = 0; lDone < lCount; ++lDone)
+                lPixel[lDone] = (lPixel[lDone] & lKeep) | lBits;
+            lColumn += lCount;
+            lLeft -= lCount;
+            if (lColumn == lWidth) {
                 lColumn = 0;
-                if (++lRow == lHeight)
-                    continue;
-                lLine = lTemporary.isNull() ? aCanvas.scanLine(aBlock.mvY + lRow) + 4 * aBlock.mvX
-                                            : lTemporary.scanLine(lRow);
+                if (++lRow < lHeight)
+                    lLine = lLineAt(lRow);
             }
         }
     }

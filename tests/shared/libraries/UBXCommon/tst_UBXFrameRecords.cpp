@@ -83,12 +83,8 @@ private slots:
                                         lImage.mfGetPlaneHeight(lPlane), lImage.mfGetStride(lPlane),
                                         lImage.mfGetPlaneSize(lPlane)};
             QVERIFY(std::equal(lActual, lActual + 4, lExpected[lPlane]));
-            QVERIFY(lImage.mfGetData(lPlane));
         }
         QCOMPARE(lImage.mfGetTotalSize(), 7500u);
-        std::unique_ptr<UBXFrameUpdateImage> lClone(lImage.mfClone());
-        QCOMPARE(lClone->mfGetStride(1), 64u);
-        QVERIFY(lClone->mfGetData(2) && lClone->mfGetData(2) != lImage.mfGetData(2));
     }
 
     void ownerTagsFollowTheCopies()
@@ -140,12 +136,10 @@ private slots:
         QCOMPARE(lImage.mfGetTotalSize(), 24u);
         QCOMPARE(QByteArray(reinterpret_cast<const char*>(lImage.mfGetData(0)), 4),
                  QByteArray("\x03\x02\x01\xff", 4));
-        QCOMPARE(lImage.mfToQImage().size(), QSize(3, 2));
 
         LogCapture lLog;
         lImage.mpFromQImage(QImage(4, 4, QImage::Format_Mono));
         QCOMPARE(lImage.mfGetFormat(), UBXFrameUpdateImage::None);
-        QVERIFY(lImage.mfToQImage().isNull());
         QCOMPARE(lLog.mfTexts(Warn),
                  QStringList("[UBXFrameUpdateImage::mpFromQImage] Image format (1) not "
                              "supported."));

@@ -156,7 +156,6 @@ private slots:
         UBXHybridCodec lCodec;
         const QByteArray lStream = gfEncode(lCodec, tile);
         QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), runLength);
-        QCOMPARE(lCodec.mfGetJpegPixels() == lCodec.mfGetTotalPixels(), !runLength);
         QCOMPARE(lStream.at(8), char(runLength ? 0 : 1));
     }
 
@@ -187,7 +186,6 @@ private slots:
         bool lRefreshed = false;                       // QTRY evaluates once more after success
         QTRY_VERIFY_WITH_TIMEOUT(lRefreshed |= lCodec.mfUpdateQuality(100, &lGrab), 10000);
         QCOMPARE(lCodec.mfGetPendingRefreshCount(), 0);
-        QCOMPARE(lCodec.mfGetJpegPixels(), 64u * 64u);
         QCOMPARE(lCodec.mfGetOutput()->at(8), char(1));
     }
 
