@@ -1,8 +1,9 @@
 # The packages each kind of work needs, by Debian/Ubuntu package name.
 # Building and running the launcher.
 BEAMORA_BUILD_PACKAGES="cmake ninja-build g++ qt6-base-dev"
-# zlib for the interface library's bounded sequence-file decompression.
-BEAMORA_BUILD_PACKAGES="$BEAMORA_BUILD_PACKAGES zlib1g-dev"
+# TurboJPEG for the screen codec's JPEG tiles; zlib for its compressed frames
+# and the interface library's bounded sequence-file decompression.
+BEAMORA_BUILD_PACKAGES="$BEAMORA_BUILD_PACKAGES libturbojpeg0-dev zlib1g-dev"
 # The test suite: the build, the benchmarks it compiles, and the real tools the
 # tests drive (openssl, unshare from util-linux, ps from procps).
 BEAMORA_TEST_PACKAGES="$BEAMORA_BUILD_PACKAGES libbenchmark-dev libspdlog-dev openssl util-linux procps"

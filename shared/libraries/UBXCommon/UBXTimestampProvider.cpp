@@ -1,0 +1,3 @@
+#include "UBXTimestampProvider.h"
+
+UBXTimestampProvider::~UBXTimestampProvider() = default;

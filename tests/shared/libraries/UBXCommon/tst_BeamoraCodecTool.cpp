@@ -1,0 +1,81 @@
+#include "ImagePsnr.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+const QString sFrames = QStringLiteral(BEAMORA_DATA_DIR "/screens/sequence-typing/frame-%1.png");
+
+int gfRun(const QStringList& aArgs, QByteArray* apErrors = nullptr)
+{
+    QProcess lTool;
+    lTool.start(QStringLiteral(BEAMORA_CODEC_TOOL), aArgs);
+    if (!lTool.waitForFinished(120000))
+        return -1;
+    if (apErrors)
+        *apErrors = lTool.readAllStandardError();
+    return lTool.exitStatus() == QProcess::NormalExit ? lTool.exitCode() : -1;
+}
+} // namespace
+
+// The real tool as the end-to-end driver: three frames of typing go through
+// a stream file and come back frame by frame.
+class tst_BeamoraCodecTool : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void roundTrip_data()
+    {
+        QTest::addColumn<QStringList>("encodeOptions");
+        QTest::addColumn<QStringList>("decodeOptions");
+        QTest::addColumn<double>("minimumPsnr"); // 99: exact
+        QTest::newRow("hybrid") << QStringList() << QStringList() << 35.0;
+        QTest::newRow("compressed, sequential")
+            << QStringList{"--compress", "--sequential"}
+            << QStringList{"--compress", "--sequential"} << 35.0;
+        QTest::newRow("png") << QStringList{"--mode", "png", "--tile", "256"} << QStringList()
+                             << 99.0;
+    }
+    void roundTrip()
+    {
+        QFETCH(QStringList, encodeOptions);
+        QFETCH(QStringList, decodeOptions);
+        QFETCH(double, minimumPsnr);
+        QTemporaryDir lDir;
+        const QString lStream = lDir.filePath("typing.stream");
+        QStringList lFrames;
+        for (int lFrame = 1; lFrame <= 3; ++lFrame)
+            lFrames << sFrames.arg(lFrame, 4, 10, QLatin1Char('0'));
+        QCOMPARE(gfRun(QStringList{"encode", "-o", lStream} + encodeOptions + lFrames), 0);
+        QCOMPARE(gfRun(QStringList{"decode", "--all", "-o", lDir.path()} + decodeOptions +
+                       QStringList{lStream}),
+                 0);
+        for (int lFrame = 1; lFrame <= 3; ++lFrame) {
+            const QImage lDecoded(
+                lDir.filePath(QStringLiteral("frame-%1.png").arg(lFrame, 4, 10, QLatin1Char('0'))));
+            QVERIFY(gfPsnr(QImage(lFrames.at(lFrame - 1)), lDecoded) >= minimumPsnr);
+        }
+    }
+
+    void malformedStreamKeepsWhatDecoded()
+    {
+        QTemporaryDir lDir;
+        const QString lStream = lDir.filePath("one.stream");
+        QCOMPARE(gfRun({"encode", "-o", lStream, sFrames.arg("0001")}), 0);
+        QFile lFile(lStream);
+        QVERIFY(lFile.open(QIODevice::ReadWrite));
+        lFile.seek(lFile.size());
+        lFile.write("\0\0\0\x20\0\0\0\0\0\x10\0\x10\x05", 13); // a second frame, cut short
+        lFile.close();
+        QByteArray lErrors;
+        QCOMPARE(gfRun({"decode", "-o", lDir.filePath("out.png"), lStream}, &lErrors), 1);
+        QVERIFY2(lErrors.contains("frame 2 at byte"), lErrors);
+        QVERIFY(gfPsnr(QImage(lDir.filePath("out.png")), QImage(sFrames.arg("0001"))) > 35);
+        QCOMPARE(gfRun({"decode", "--mode", "png", "-o", "x", lStream}), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_BeamoraCodecTool)
+#include "tst_BeamoraCodecTool.moc"

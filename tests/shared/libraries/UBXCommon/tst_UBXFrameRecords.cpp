@@ -1,0 +1,159 @@
+#include "LogCapture.h"
+#include "UBXFrameUpdate.h"
+#include "UBXFrameUpdateImage.h"
+#include "UBXFrameUpdatePtr.h"
+#include "UBXScreenGrabberDataWrapper.h"
+#include "UBXScreenGrabberImage.h"
+#include "UBXTimestampProxy.h"
+
+#include <QtTest>
+
+namespace {
+// Reports its own deletion, which only the last release may cause.
+class WatchedImage : public UBXScreenGrabberImage
+{
+public:
+    explicit WatchedImage(bool* apDeleted) : UBXScreenGrabberImage(7), mvDeleted(apDeleted) {}
+    ~WatchedImage() override { *mvDeleted = true; }
+    bool* mvDeleted;
+};
+
+class WatchedFrame : public UBXFrameUpdate
+{
+public:
+    explicit WatchedFrame(bool* apDeleted) : mvDeleted(apDeleted) {}
+    ~WatchedFrame() override { *mvDeleted = true; }
+    bool* mvDeleted;
+};
+
+class FixedClock : public UBXTimestampProvider
+{
+public:
+    qint64 mfGetTimestamp() override { return 4711; }
+};
+} // namespace
+
+class tst_UBXFrameRecords : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void rgb888BytesPerLine_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<quint32>("bytesPerLine");
+        // The remainder is added, not the amount missing to a multiple of 4.
+        QTest::newRow("width 1") << 1 << 6u;
+        QTest::newRow("width 3") << 3 << 10u;
+        QTest::newRow("width 4") << 4 << 12u;
+    }
+    void rgb888BytesPerLine()
+    {
+        QFETCH(int, width);
+        QFETCH(quint32, bytesPerLine);
+        UBXScreenGrabberImage lImage(0);
+        QVERIFY(lImage.mpSetProperties(QSize(width, 2), QImage::Format_RGB888));
+        QCOMPARE(lImage.mfGetBytesPerLine(), bytesPerLine);
+        QCOMPARE(lImage.mfGetByteCount(), 2 * bytesPerLine);
+    }
+
+    void grabBufferShrinksWithoutLosingAndGrowsZeroed()
+    {
+        UBXScreenGrabberImage lImage(0);
+        QVERIFY(lImage.mpSetProperties(QSize(8, 8), QImage::Format_RGB32));
+        std::memset(lImage.mfGetData(), 0xAB, lImage.mfGetByteCount());
+        uchar* const lBuffer = lImage.mfGetData();
+        QVERIFY(lImage.mpSetProperties(QSize(2, 2), QImage::Format_RGB32));
+        QCOMPARE(lImage.mfGetData(), lBuffer);
+        QCOMPARE(lImage.mfGetData()[8 * 8 * 4 - 1], uchar(0xAB));
+        QVERIFY(lImage.mpSetProperties(QSize(16, 16), QImage::Format_ARGB32));
+        const QByteArray lBytes(reinterpret_cast<const char*>(lImage.mfGetData()), 16 * 16 * 4);
+        QCOMPARE(lBytes, QByteArray(16 * 16 * 4, '\0'));
+    }
+
+    void yuvPlaneGeometry()
+    {
+        UBXFrameUpdateImage lImage;
+        lImage.mpSetProperties(100, 50, UBXFrameUpdateImage::YUV420);
+        QCOMPARE(lImage.mfGetPlaneCount(), 3u);
+        const quint32 lExpected[3][4] = {
+            {100, 50, 128, 5000}, {50, 25, 64, 1250}, {50, 25, 64, 1250}};
+        for (int lPlane = 0; lPlane < 3; ++lPlane) {
+            const quint32 lActual[4] = {lImage.mfGetPlaneWidth(lPlane),
+                                        lImage.mfGetPlaneHeight(lPlane), lImage.mfGetStride(lPlane),
+                                        lImage.mfGetPlaneSize(lPlane)};
+            QVERIFY(std::equal(lActual, lActual + 4, lExpected[lPlane]));
+        }
+        QCOMPARE(lImage.mfGetTotalSize(), 7500u);
+    }
+
+    void ownerTagsFollowTheCopies()
+    {
+        bool lDeleted = false;
+        auto* lImage = new WatchedImage(&lDeleted);
+        {
+            UBXScreenGrabberDataWrapper lFirst(QStringLiteral("A"), lImage);
+            {
+                UBXScreenGrabberDataWrapper lSecond(lFirst);
+                UBXScreenGrabberDataWrapper lThird(lSecond);
+                QCOMPARE(lImage->mfGetOwners(), QVector<QString>({"A_00", "A_01", "A_02"}));
+                QVERIFY(lImage->mfIsShared());
+                // Self-assignment drops and retakes the reference as the next copy.
+                UBXScreenGrabberDataWrapper& lAlias = lThird;
+                lThird = lAlias;
+                QCOMPARE(lImage->mfGetOwners(), QVector<QString>({"A_00", "A_01", "A_03"}));
+            }
+            QCOMPARE(lImage->mfGetOwners(), QVector<QString>({"A_00"}));
+            QVERIFY(!lImage->mfIsShared());
+        }
+        QVERIFY(lDeleted);
+    }
+
+    void framesLiveAsLongAsTheirHandles()
+    {
+        bool lDeleted = false;
+        auto* lFrame = new WatchedFrame(&lDeleted);
+        const quint32 lNextId = UBXFrameUpdate().mfGetFrameId() + 1;
+        QCOMPARE(lFrame->mfGetFrameId() + 2, lNextId);
+        UBXFrameUpdatePtr lHandle(lFrame);
+        {
+            UBXFrameUpdatePtr lCopy(lHandle);
+            QCOMPARE(lFrame->mfGetRefCount(), 2u);
+            lCopy = UBXFrameUpdatePtr();
+            QCOMPARE(lFrame->mfGetRefCount(), 1u);
+        }
+        lHandle = UBXFrameUpdatePtr();
+        QVERIFY(lDeleted);
+    }
+
+    void fromQImage()
+    {
+        QImage lSource(3, 2, QImage::Format_RGB32);
+        lSource.fill(qRgb(1, 2, 3));
+        UBXFrameUpdateImage lImage;
+        lImage.mpFromQImage(lSource);
+        QCOMPARE(lImage.mfGetFormat(), UBXFrameUpdateImage::ARGB32);
+        QCOMPARE(lImage.mfGetTotalSize(), 24u);
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(lImage.mfGetData(0)), 4),
+                 QByteArray("\x03\x02\x01\xff", 4));
+
+        LogCapture lLog;
+        lImage.mpFromQImage(QImage(4, 4, QImage::Format_Mono));
+        QCOMPARE(lImage.mfGetFormat(), UBXFrameUpdateImage::None);
+        QCOMPARE(lLog.mfTexts(Warn),
+                 QStringList("[UBXFrameUpdateImage::mpFromQImage] Image format (1) not "
+                             "supported."));
+    }
+
+    void proxyForwardsOrGivesZero()
+    {
+        UBXTimestampProxy lProxy;
+        QCOMPARE(lProxy.mfGetTimestamp(), 0);
+        FixedClock lClock;
+        lProxy.mpSetProvider(&lClock);
+        QCOMPARE(lProxy.mfGetTimestamp(), 4711);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_UBXFrameRecords)
+#include "tst_UBXFrameRecords.moc"

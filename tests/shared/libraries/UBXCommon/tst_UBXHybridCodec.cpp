@@ -1,0 +1,271 @@
+#include "ImagePsnr.h"
+#include "LogCapture.h"
+#include "UBXFrameUpdate.h"
+#include "UBXHybridCodec.h"
+#include "UBXScreenGrabberImage.h"
+
+#include <QPainter>
+#include <QRandomGenerator>
+#include <QtEndian>
+#include <QtTest>
+
+namespace {
+const QRgb sRed = qRgb(255, 0, 0);
+
+QByteArray gfEncode(UBXHybridCodec& aCodec, const QImage& aImage, QRegion aRegion = QRegion())
+{
+    UBXScreenGrabberImage lGrab(0);
+    lGrab.mfSetFromQImage(aImage);
+    aCodec.mpBeginFrame(aImage.width(), aImage.height());
+    aCodec.mpEncodeRegion(&lGrab, aRegion.isEmpty() ? QRegion(aImage.rect()) : aRegion);
+    aCodec.mpEndFrame();
+    return *aCodec.mfGetOutput();
+}
+
+QImage gfDecode(const QByteArray& aStream, bool aParallel, bool aCompress, QRegion aClip = {},
+                qint64* apErrorOffset = nullptr)
+{
+    UBXHybridCodec lCodec;
+    lCodec.mpSetParallel(aParallel);
+    lCodec.mpSetCompress(aCompress);
+    UBXFrameUpdate lTarget;
+    lCodec.mpDecode(aStream, &lTarget, nullptr, aClip);
+    if (apErrorOffset)
+        *apErrorOffset = lCodec.mfGetDecodeErrorOffset();
+    return *lCodec.mfGetCanvas();
+}
+
+// Window-like content of few colours, without anti-aliasing.
+QImage gfFlatScreen()
+{
+    QImage lImage(300, 200, QImage::Format_RGB32);
+    lImage.fill(qRgb(240, 240, 240));
+    QPainter lPainter(&lImage);
+    lPainter.fillRect(0, 0, 300, 24, qRgb(40, 60, 120));
+    lPainter.fillRect(20, 40, 120, 90, Qt::white);
+    lPainter.setPen(Qt::black);
+    for (int lY = 50; lY < 120; lY += 8)
+        lPainter.drawLine(30, lY, 30 + (lY * 7) % 100, lY);
+    return lImage;
+}
+
+QImage gfNoise(int aWidth, int aHeight, int aColors)
+{
+    QImage lImage(aWidth, aHeight, QImage::Format_RGB32);
+    QRandomGenerator lRandom(42);
+    for (int lY = 0; lY < aHeight; ++lY) {
+        for (int lX = 0; lX < aWidth; ++lX)
+            lImage.setPixel(lX, lY, 0xFF000000u | (lRandom.bounded(aColors) * 0x010305u));
+    }
+    return lImage;
+}
+
+// Hand-built stream pieces in the wire layout.
+QByteArray gfBytes(std::initializer_list<qint64> aValues, int aSize)
+{
+    QByteArray lBytes;
+    for (qint64 lValue : aValues) {
+        for (int lByte = aSize - 1; lByte >= 0; --lByte)
+            lBytes.append(char((lValue >> (8 * lByte)) & 0xFF));
+    }
+    return lBytes;
+}
+
+QByteArray gfHeader(int aWidth, int aHeight)
+{
+    return gfBytes({7}, 4) + gfBytes({aWidth, aHeight}, 2);
+}
+
+QByteArray gfRle(int aX, int aY, int aWidth, int aHeight, std::initializer_list<qint64> aColors,
+                 std::initializer_list<qint64> aSpans, int aSpanCount = -1)
+{
+    return gfBytes({0}, 1) + gfBytes({aX, aY, aWidth, aHeight}, 2) +
+           gfBytes({qint64(aColors.size())}, 1) + gfBytes(aColors, 4) +
+           gfBytes({aSpanCount < 0 ? qint64(aSpans.size() / 2) : aSpanCount}, 2) +
+           gfBytes(aSpans, 1);
+}
+} // namespace
+
+class tst_UBXHybridCodec : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void roundTrip_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<bool>("parallel");
+        QTest::addColumn<bool>("compress");
+        QTest::addColumn<double>("minimumPsnr"); // 99: exact
+        const QImage lPhoto = QImage(BEAMORA_DATA_DIR "/screens/photo-1.png").copy(0, 0, 300, 260);
+        for (bool lParallel : {false, true}) {
+            for (bool lCompress : {false, true}) {
+                const QByteArray lName = QByteArray(lParallel ? "parallel" : "sequential") +
+                                         (lCompress ? ", compressed" : "");
+                QTest::addRow("flat %s", lName.constData())
+                    << gfFlatScreen() << lParallel << lCompress << 99.0;
+                QTest::addRow("photo %s", lName.constData())
+                    << lPhoto << lParallel << lCompress << 30.0;
+            }
+        }
+    }
+    void roundTrip()
+    {
+        QFETCH(QImage, image);
+        QFETCH(bool, parallel);
+        QFETCH(bool, compress);
+        QFETCH(double, minimumPsnr);
+        UBXHybridCodec lCodec;
+        lCodec.mpSetParallel(parallel);
+        lCodec.mpSetCompress(compress);
+        const QByteArray lStream = gfEncode(lCodec, image);
+        QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), minimumPsnr == 99);
+        const QImage lDecoded = gfDecode(lStream, parallel, compress);
+        QCOMPARE(lDecoded.size(), image.size());
+        QVERIFY2(gfPsnr(image, lDecoded) >= minimumPsnr,
+                 QByteArray::number(gfPsnr(image, lDecoded)));
+    }
+
+    // 16384 pixels of one colour: 64 runs of 255 and one of 64.
+    void oneColourTileBytes()
+    {
+        QImage lImage(128, 128, QImage::Format_RGB32);
+        lImage.fill(0x123456);
+        UBXHybridCodec lCodec;
+        lCodec.mpSetHeaderValue(7);
+        QByteArray lExpected = gfHeader(128, 128) + gfBytes({0}, 1) + gfBytes({0, 0, 128, 128}, 2) +
+                               gfBytes({1}, 1) + gfBytes({0xFF123456}, 4) + gfBytes({65}, 2);
+        for (int lRun = 0; lRun < 64; ++lRun)
+            lExpected += gfBytes({0, 255}, 1);
+        lExpected += gfBytes({0, 64}, 1);
+        QCOMPARE(gfEncode(lCodec, lImage).toHex(), lExpected.toHex());
+    }
+
+    void runLengthOrJpeg_data()
+    {
+        QTest::addColumn<QImage>("tile");
+        QTest::addColumn<bool>("runLength");
+        QTest::newRow("257 colours") << gfNoise(128, 128, 257) << false;
+        QTest::newRow("50 wide, never abandoned") << gfNoise(50, 128, 200) << true;
+        QTest::newRow("51 wide, abandoned") << gfNoise(51, 128, 200) << false;
+    }
+    void runLengthOrJpeg()
+    {
+        QFETCH(QImage, tile);
+        QFETCH(bool, runLength);
+        UBXHybridCodec lCodec;
+        const QByteArray lStream = gfEncode(lCodec, tile);
+        QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), runLength);
+        QCOMPARE(lStream.at(8), char(runLength ? 0 : 1));
+    }
+
+    void switchesToJpegOnTheEleventhFullJpegFrame()
+    {
+        LogCapture lLog;
+        UBXHybridCodec lCodec;
+        const QImage lNoise = gfNoise(64, 64, 4096);
+        for (int lFrame = 1; lFrame <= 11; ++lFrame) {
+            QCOMPARE(lCodec.mfGetTileMode(), UBXHybridCodec::HybridTiles);
+            gfEncode(lCodec, lNoise);
+        }
+        QCOMPARE(lCodec.mfGetTileMode(), UBXHybridCodec::JpegTiles);
+        QVERIFY(lCodec.mfIsJpegState());
+        QCOMPARE(lLog.mfTexts(Debug), QStringList("Video encoding switches to JPEG mode."));
+    }
+
+    void refreshesJpegAreasOnceStill()
+    {
+        UBXHybridCodec lCodec;
+        const QImage lNoise = gfNoise(64, 64, 4096);
+        UBXScreenGrabberImage lGrab(0);
+        lGrab.mfSetFromQImage(lNoise);
+        gfEncode(lCodec, lNoise);
+        QCOMPARE(lCodec.mfGetPendingRefreshCount(), 1);
+        lCodec.mpBeginFrame(64, 64);
+        QVERIFY(!lCodec.mfUpdateQuality(100, &lGrab)); // not still for 500 ms yet
+        bool lRefreshed = false;                       // QTRY evaluates once more after success
+        QTRY_VERIFY_WITH_TIMEOUT(lRefreshed |= lCodec.mfUpdateQuality(100, &lGrab), 10000);
+        QCOMPARE(lCodec.mfGetPendingRefreshCount(), 0);
+        QCOMPARE(lCodec.mfGetOutput()->at(8), char(1));
+    }
+
+    void handBuiltStreamWithSkippedType()
+    {
+        const QByteArray lStream =
+            gfHeader(4, 2) + gfBytes({3}, 1) + gfRle(1, 0, 2, 2, {sRed, 0xFF0000FF}, {0, 3, 1, 1});
+        for (bool lParallel : {false, true}) {
+            qint64 lError = 0;
+            const QImage lCanvas = gfDecode(lStream, lParallel, false, {}, &lError);
+            QCOMPARE(lError, -1);
+            const QRgb lBlack = qRgb(0, 0, 0), lBlue = qRgb(0, 0, 255);
+            const QRgb lExpected[8] = {lBlack, sRed, sRed, lBlack, lBlack, sRed, lBlue, lBlack};
+            for (int lPixel = 0; lPixel < 8; ++lPixel)
+                QCOMPARE(lCanvas.pixel(lPixel % 4, lPixel / 4), lExpected[lPixel]);
+        }
+    }
+
+    void clipRegionStaysUnpainted_data()
+    {
+        QTest::addColumn<QImage>("image");
+        QTest::addColumn<bool>("parallel");
+        const QImage lPhoto = QImage(BEAMORA_DATA_DIR "/screens/photo-1.png").copy(0, 0, 200, 150);
+        QTest::newRow("run-length") << gfFlatScreen() << false;
+        QTest::newRow("jpeg, sequential") << lPhoto << false;
+        QTest::newRow("jpeg, parallel") << lPhoto << true;
+    }
+    void clipRegionStaysUnpainted()
+    {
+        QFETCH(QImage, image);
+        QFETCH(bool, parallel);
+        UBXHybridCodec lCodec;
+        const QRect lClip(10, 30, 50, 40);
+        const QImage lCanvas = gfDecode(gfEncode(lCodec, image), parallel, false, lClip);
+        QImage lBlack(lClip.size(), QImage::Format_ARGB32);
+        lBlack.fill(Qt::black);
+        QCOMPARE(lCanvas.copy(lClip), lBlack);
+        QVERIFY(gfPsnr(lCanvas.copy(0, 80, 200, 60), image.copy(0, 80, 200, 60)) > 30);
+    }
+
+    // Each stream starts with a valid red block at (0, 0), then goes wrong.
+    void hostileStreams_data()
+    {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<bool>("compress");
+        const QByteArray lGood = gfHeader(4, 2) + gfRle(0, 0, 1, 1, {sRed}, {0, 1});
+        QTest::newRow("block outside canvas") << lGood + gfRle(3, 1, 2, 1, {sRed}, {0, 2}) << false;
+        QTest::newRow("negative block") << lGood + gfRle(-1, 0, 2, 1, {sRed}, {0, 2}) << false;
+        QTest::newRow("span past block") << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 255}) << false;
+        QTest::newRow("index beyond palette")
+            << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 1, 9, 1}) << false;
+        QTest::newRow("truncated spans")
+            << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 1}, 30000) << false;
+        QTest::newRow("truncated palette") << lGood + gfBytes({0, 0, 0, 1, 1, 0}, 1) << false;
+        QTest::newRow("jpeg length 2^31-1")
+            << lGood + gfBytes({1}, 1) + gfBytes({0x7FFFFFFF}, 4) + gfBytes({0, 0}, 2) << false;
+        QTest::newRow("jpeg of garbage")
+            << lGood + gfBytes({1}, 1) + gfBytes({4}, 4) + gfBytes({0, 0}, 2) + "\xff\xd8\xff\xe0"
+            << false;
+        QTest::newRow("compressed garbage") << QByteArray("\x7f\xff\xff\xffgarbage") << true;
+        QByteArray lBomb = qCompress(lGood + QByteArray(1 << 22, '\x03'));
+        QTest::newRow("compressed beyond limit") << lBomb << true;
+        QTest::newRow("canvas beyond 16384") << gfHeader(16385, 2) + lGood.mid(8) << false;
+    }
+    void hostileStreams()
+    {
+        QFETCH(QByteArray, stream);
+        QFETCH(bool, compress);
+        const bool lRefused =
+            compress || QTest::currentDataTag() == QByteArray("canvas beyond 16384");
+        for (bool lParallel : {false, true}) {
+            qint64 lError = -1;
+            const QImage lCanvas = gfDecode(stream, lParallel, compress, {}, &lError);
+            QVERIFY(lError >= 0);
+            QCOMPARE(lCanvas.isNull(), lRefused);
+            if (!lRefused)
+                QCOMPARE(lCanvas.pixel(0, 0), sRed);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_UBXHybridCodec)
+#include "tst_UBXHybridCodec.moc"
