@@ -41,8 +41,10 @@ public:
                 return mfParseObject(aDepth + 1, aSuccess);
             case u'[':
                 return mfParseArray(aDepth + 1, aSuccess);
-            case u'"':
-                return mfParseString(aSuccess);
+            case u'"': {
+                const QString lText = mfParseString(aSuccess);
+                return aSuccess ? QVariant(lText) : QVariant();
+            }
             case u'-':
             case u'0':
             case u'1':
