@@ -10,7 +10,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <iterator>
 
 namespace {
 using List = QVariantList;
@@ -29,46 +28,29 @@ QVariant gfRandomValue(QRandomGenerator& aRandom, int aDepth)
         static const char16_t cCharacters[] = u"a\\\"/\b\f\n\r\t\x01\u00e9\u65e5\xd83d\xde00";
         QString lResult;
         for (int lIndex = aRandom.bounded(6); lIndex > 0; --lIndex)
-            lResult += QChar(cCharacters[aRandom.bounded(int(std::size(cCharacters)) - 1)]);
+            lResult += QChar(cCharacters[aRandom.bounded(int(sizeof cCharacters / 2 - 1))]);
         return lResult;
     };
-    switch (aRandom.bounded(aDepth < 4 ? 12 : 8)) {
-    case 0:
-        return QVariant();
-    case 1:
-        return aRandom.bounded(2) == 0;
-    case 2:
-        return qlonglong(aRandom.generate64());
-    case 3:
-        return U(aRandom.generate64());
-    case 4:
-        return int(aRandom.generate());
-    case 5: { // Infinities and NaN are left out: they cannot come back.
-        double lValue = aRandom.bounded(10) * std::pow(10.0, aRandom.bounded(25));
-        quint64 lBits = aRandom.generate64();
-        if (aRandom.bounded(2) == 0)
-            std::memcpy(&lValue, &lBits, sizeof lValue);
-        return std::isfinite(lValue) ? lValue : 0.5;
+    const quint64 lBits = aRandom.generate64();
+    double lDouble;
+    std::memcpy(&lDouble, &lBits, sizeof lDouble);
+    if (!std::isfinite(lDouble) || lBits % 3 == 0) // Infinities and NaN cannot come back.
+        lDouble = double(lBits % 10) * std::pow(10.0, double((lBits >> 8) % 25));
+    const QVariant lScalars[] = {QVariant(), lBits % 2 == 0,   qlonglong(lBits),
+                                 U(lBits),   int(lBits),       lDouble,
+                                 lText(),    lText().toUtf8(), QStringList{lText(), lText()}};
+    const int lKind = aRandom.bounded(aDepth < 4 ? 12 : 9);
+    if (lKind < 9)
+        return lScalars[lKind];
+    List lList;
+    QVariantMap lMap;
+    QVariantHash lHash;
+    for (int lIndex = aRandom.bounded(4); lIndex > 0; --lIndex) {
+        lList.append(gfRandomValue(aRandom, aDepth + 1));
+        lMap.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
+        lHash.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
     }
-    case 6:
-        return lText();
-    case 7:
-        return lText().toUtf8();
-    case 8:
-        return QStringList{lText(), lText()};
-    default: {
-        List lList;
-        QVariantMap lMap;
-        QVariantHash lHash;
-        for (int lIndex = aRandom.bounded(4); lIndex > 0; --lIndex) {
-            lList.append(gfRandomValue(aRandom, aDepth + 1));
-            lMap.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
-            lHash.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
-        }
-        return aRandom.bounded(3) == 0 ? QVariant(lList)
-                                       : (aRandom.bounded(2) ? QVariant(lMap) : QVariant(lHash));
-    }
-    }
+    return lKind == 9 ? QVariant(lList) : lKind == 10 ? QVariant(lMap) : QVariant(lHash);
 }
 } // namespace
 
@@ -85,20 +67,10 @@ private Q_SLOTS:
         QTest::newRow("empty text") << QStringLiteral("") << QVariant() << false;
         QTest::newRow("blanks, empty object") << " \t\r\n{}" << QVariant(QVariantMap()) << true;
         QTest::newRow("unclosed object") << "{" << QVariant(QVariantMap()) << false;
-        QTest::newRow("commas anywhere")
-            << "[,1,,2 3,]" << QVariant(List{U(1), U(2), U(3)}) << true;
-        QTest::newRow("failed element") << "[1,:]" << QVariant(List()) << false;
-        QTest::newRow("signed") << "-5" << QVariant(qlonglong(-5)) << true;
+        QTest::newRow("commas anywhere, number kinds")
+            << "[,1,,-2 5.0 1e3,]" << QVariant(List{U(1), qlonglong(-2), 5.0, U(0)}) << true;
         QTest::newRow("unsigned, trailing text") << "5]x" << QVariant(U(5)) << true;
-        QTest::newRow("double") << "5.0" << QVariant(5.0) << true;
-        QTest::newRow("exponent without point") << "1e3" << QVariant(U(0)) << true;
-        QTest::newRow("exponent with point") << "-1.5E+3" << QVariant(-1500.0) << true;
-        QTest::newRow("signed overflow")
-            << "-9223372036854775809" << QVariant(qlonglong(0)) << true;
-        QTest::newRow("unsigned maximum")
-            << "18446744073709551615" << QVariant(U(18446744073709551615u)) << true;
-        QTest::newRow("keywords") << "[true false null]" << QVariant(List{true, false, QVariant()})
-                                  << true;
+        QTest::newRow("overflow") << "-9223372036854775809" << QVariant(qlonglong(0)) << true;
         QTest::newRow("tru") << "tru" << QVariant() << false;
         QTest::newRow("fals") << "fals" << QVariant() << false;
         QTest::newRow("last of repeated keys, any opening character")
@@ -109,10 +81,6 @@ private Q_SLOTS:
                                  << QVariant(QStringLiteral("\"\\/\b\f\n\r\t\u00e9Ab")) << true;
         QTest::newRow("short \\u") << "\"\\u12\"" << QVariant() << false;
         QTest::newRow("unterminated") << "[\"ab\\\"" << QVariant(List()) << false;
-        QVariant lObjects = U(1);
-        for (int lDepth = 0; lDepth < 1024; ++lDepth)
-            lObjects = QVariantMap{{"k", lObjects}};
-        QTest::newRow("objects at limit") << gfNested(1024, "{\"k\":", "}") << lObjects << true;
         QTest::newRow("objects over limit")
             << gfNested(1025, "{\"k\":", "}") << QVariant(QVariantMap()) << false;
         QTest::newRow("100,000 brackets") << QString(100000, u'[') << QVariant(List()) << false;
@@ -133,32 +101,23 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariant>("value");
         QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("null") << QVariant() << QByteArray("null");
-        QTest::newRow("empty list") << QVariant(List()) << QByteArray("[  ]");
-        QTest::newRow("list") << QVariant(List{1, true, QStringList{"s"}})
-                              << QByteArray("[ 1, true, [ \"s\" ] ]");
+        QTest::newRow("list") << QVariant(List{1, true, QVariant(), QStringList{"s"}, List()})
+                              << QByteArray("[ 1, true, null, [ \"s\" ], [  ] ]");
         QTest::newRow("map") << QVariant(QVariantMap{{"b", false}, {"a", QVariantHash{{"c", 2u}}}})
                              << QByteArray("{ \"a\" : { \"c\" : 2 }, \"b\" : false }");
         QTest::newRow("escapes") << QVariant(QStringLiteral("\\\"\b\f\n\r\t\x01/\u00e9\xd800"))
                                  << QByteArray("\"\\\\\\\"\\b\\f\\n\\r\\t\x01/\xc3\xa9?\"");
-        QTest::newRow("bytes as UTF-8")
-            << QVariant(QByteArray("\xe6\x97\xa5")) << QByteArray("\"\xe6\x97\xa5\"");
         QTest::newRow("3.0") << QVariant(3.0) << QByteArray("3.0");
         QTest::newRow("20 digits") << QVariant(0.1) << QByteArray("0.10000000000000000555");
         QTest::newRow("1e25") << QVariant(1e25) << QByteArray("1.0000000000000000906e+25");
         QTest::newRow("5e20") << QVariant(-5e20) << QByteArray("-5e+20");
-        QTest::newRow("1e19") << QVariant(1e19) << QByteArray("10000000000000000000.0");
-        QTest::newRow("1e-4") << QVariant(1e-4) << QByteArray("0.00010000000000000000479");
         QTest::newRow("infinity") << QVariant(-qInf()) << QByteArray("-inf.0");
-        QTest::newRow("unsigned") << QVariant(U(18446744073709551615u))
-                                  << QByteArray("18446744073709551615");
-        QTest::newRow("signed") << QVariant(qlonglong(-9223372036854775807 - 1))
-                                << QByteArray("-9223372036854775808");
         QTest::newRow("integer before string") << QVariant(QChar(u'A')) << QByteArray("65");
-        QTest::newRow("string conversion")
-            << QVariant(QDate(2020, 1, 2)) << QByteArray("\"2020-01-02\"");
-        QTest::newRow("unsupported member")
-            << QVariant(QVariantMap{{"a", QPoint()}}) << QByteArray();
+        QTest::newRow("to string") << QVariant(QDate(2020, 1, 2)) << QByteArray("\"2020-01-02\"");
+        QTest::newRow("unsupported") << QVariant(QVariantMap{{"a", QPoint()}}) << QByteArray();
+        QTest::newRow("maps at limit")
+            << gfParseJson(gfNested(1024, "{\"k\":", "}"))
+            << QByteArray("{ \"k\" : ").repeated(1024) + "1" + QByteArray(" }").repeated(1024);
         QTest::newRow("lists at limit")
             << gfParseJson(gfNested(1024, "[", "]"))
             << QByteArray("[ ").repeated(1024) + "1" + QByteArray(" ]").repeated(1024);
@@ -208,14 +167,15 @@ private Q_SLOTS:
     void fuzzCorpus()
     {
         const QDir lCorpus(QStringLiteral(UBXJSON_FUZZ_CORPUS));
-        const QStringList lInputs = lCorpus.entryList(QDir::Files, QDir::Name);
+        const QStringList lInputs = lCorpus.entryList(QDir::Files);
         QVERIFY(!lInputs.isEmpty());
         for (const QString& lInput : lInputs) {
             QFile lFile(lCorpus.filePath(lInput));
-            QVERIFY2(lFile.open(QIODevice::ReadOnly), qPrintable(lInput));
-            const QByteArray lData = lFile.readAll();
-            QVERIFY2(gfCheckJsonInput(reinterpret_cast<const uint8_t*>(lData.constData()),
-                                      size_t(lData.size())),
+            const QByteArray lData =
+                lFile.open(QIODevice::ReadOnly) ? lFile.readAll() : QByteArray();
+            QVERIFY2(!lData.isEmpty() &&
+                         gfCheckJsonInput(reinterpret_cast<const uint8_t*>(lData.data()),
+                                          size_t(lData.size())),
                      qPrintable(lInput));
         }
     }
