@@ -220,13 +220,14 @@ private:
         lText.reserve(2 * (mvCurrent - aStart) + 16);
         lText.append(QStringView(aStart, mvCurrent));
         while (mvCurrent != mvEnd) {
-            const char16_t lCharacter = *mvCurrent++;
-            if (lCharacter == u'"')
-                return lText;
-            if (lCharacter != u'\\') {
-                lText.append(QChar(lCharacter));
-                continue;
-            }
+            const char16_t* lRun = mvCurrent;
+            while (mvCurrent != mvEnd && *mvCurrent != u'"' && *mvCurrent != u'\\')
+                ++mvCurrent;
+            lText.append(QStringView(lRun, mvCurrent));
+            if (mvCurrent == mvEnd)
+                break;
+            if (*mvCurrent++ == u'"')
+                return lText.isEmpty() ? QString() : lText;
             if (mvCurrent == mvEnd)
                 break;
             const char16_t lEscaped = *mvCurrent++;
