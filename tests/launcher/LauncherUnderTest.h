@@ -47,11 +47,11 @@ public:
     {
         QProcessEnvironment lEnvironment;
         const QProcessEnvironment lOwn = QProcessEnvironment::systemEnvironment();
-        // Sanitizer settings and the test's own TMPDIR carry over; nothing else
-        // of the real session does.
+        // Sanitizer settings, the test's own TMPDIR and its (absent) message
+        // buses carry over; nothing else of the real session does.
         for (const QString& lName : lOwn.keys()) {
             if (lName.endsWith(QLatin1String("SAN_OPTIONS")) || lName == QLatin1String("TMPDIR") ||
-                lName == QLatin1String("PATH"))
+                lName == QLatin1String("PATH") || lName.startsWith(QLatin1String("DBUS_")))
                 lEnvironment.insert(lName, lOwn.value(lName));
         }
         lEnvironment.insert(QStringLiteral("USER"), aUser);

@@ -4,6 +4,7 @@
 // channels between the processes.
 #include "FakeDesktopTools.h"
 #include "LauncherUnderTest.h"
+#include "SessionBuses.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -201,6 +202,33 @@ private Q_SLOTS:
         QVERIFY(lTools.mfCalls().contains(QStringLiteral(
             "gdbus call -e -d com.canonical.Unity -o /com/canonical/Unity/Session -m "
             "com.canonical.Unity.Session.IsLocked")));
+    }
+
+    // Ubuntu's GNOME session: only logind knows of the lock.
+    void logindLockDelaysTheLaunchUntilUnlock()
+    {
+        LauncherWorld lWorld;
+        SessionBuses lBuses;
+        QVERIFY(lBuses.mfIsValid());
+        QVERIFY(lBuses.mfSet("LockedHint true"));
+        QProcessEnvironment lEnvironment = lWorld.mfEnvironment();
+        lEnvironment.insert(lBuses.mfBuses());
+        lEnvironment.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("ubuntu:GNOME"));
+        lEnvironment.insert(QStringLiteral("GDMSESSION"), QStringLiteral("ubuntu"));
+        lWorld.mpPlugButton();
+        LauncherProcess lLauncher(lEnvironment, {});
+        const QString lLocked =
+            QStringLiteral("The executable is not running on the input desktop.");
+        QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(lLocked) >= 0, sWaitMs);
+        QCOMPARE(lLauncher.mfIndexOf(QStringLiteral("Session lock state from logind.")),
+                 lLauncher.mfIndexOf(lLocked) - 1);
+
+        QVERIFY(lBuses.mfSet("LockedHint false"));
+        QVERIFY(lWorld.mfWaitForRecord(QStringLiteral("stand-in client listening")));
+        QTRY_VERIFY_WITH_TIMEOUT(lLauncher.mfIndexOf(sInsertedLaunching) >
+                                     lLauncher.mfIndexOf(QStringLiteral(
+                                         "The executable is running on the input desktop.")),
+                                 sWaitMs);
     }
 
     void runningButtonManagerSuppressesLaunchButNotExit()
