@@ -134,8 +134,8 @@ int main(int argc, char* argv[])
     lConsole->mpSetLevel(Debug);
     ICLoggerModel::instance()->mpAddObserver(lConsole, true);
 
-    BlockCat lBlockCat(lOptions, lEventFd);
-    LineReader lReader(&lBlockCat);
+    auto lBlockCat = std::make_unique<BlockCat>(lOptions, lEventFd);
+    auto lReader = std::make_unique<LineReader>(lBlockCat.get());
     ShutdownSignals lSignals;
     QObject::connect(&lSignals, &ShutdownSignals::sgShutdownRequested, &lApplication,
                      [] { QCoreApplication::exit(0); });
@@ -143,13 +143,15 @@ int main(int argc, char* argv[])
     std::unique_ptr<UBXConnectionServer> lServer;
     if (lListen) {
         lServer = std::make_unique<UBXConnectionServer>(0);
-        lServer->mpAddHandler(&lBlockCat);
+        lServer->mpAddHandler(lBlockCat.get());
+        // Room for a crowd of peers connecting at once.
+        lServer->setListenBacklogSize(1024);
         if (!lServer->listen(QHostAddress::LocalHost, quint16(lPort))) {
             std::fprintf(stderr, "beamora-blockcat: cannot listen on 127.0.0.1:%u: %s\n", lPort,
                          qPrintable(lServer->errorString()));
             return 1;
         }
-        lBlockCat.mpWriteEvent(
+        lBlockCat->mpWriteEvent(
             QStringLiteral("{\"event\":\"listening\",\"port\":%1}").arg(lServer->serverPort()));
     } else {
         UBXNetworkConnectionClient lPlain;
@@ -158,11 +160,14 @@ int main(int argc, char* argv[])
             lPrefixed.gfCreateConnection(lArguments.at(2), lArguments.at(1));
         if (!lConnection)
             return gfUsage(QStringLiteral("'%1' names no host").arg(lArguments.at(1)));
-        lBlockCat.mpAddConnection(lConnection, false);
+        lBlockCat->mpAddConnection(lConnection, false);
         lConnection->gpConnect();
     }
     const int lStatus = lApplication.exec();
-    // Connections go before the server that handed them over.
     lServer.reset();
+    lReader.reset();
+    lBlockCat.reset();
+    // The sink's thread must be finished while the application still exists.
+    ICLoggerModel::instance()->mpRemoveObserver(lConsole);
     return lStatus;
 }

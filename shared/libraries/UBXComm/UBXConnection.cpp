@@ -54,6 +54,10 @@ UBXConnection::UBXConnection(UBXAbstractConnection* apConnection, UBXConnectionD
 
     mvPeerAddress = mvpConnection->mfGetPeerAddress();
     mvLastReadTime = QDateTime::currentMSecsSinceEpoch();
+    // Bytes that came with the handshake were announced before we listened.
+    // Queued, so the delegate hears nothing before its owner has the object.
+    if (mvpConnection->mfBytesAvailable() > 0)
+        QMetaObject::invokeMethod(this, &UBXConnection::mpOnReadyRead, Qt::QueuedConnection);
 }
 
 UBXConnection::~UBXConnection()

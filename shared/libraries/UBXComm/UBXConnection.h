@@ -38,7 +38,9 @@ public:
     static constexpr quint32 cMaximumBlockSize = 5242880;
 
     // Neither the transport nor the delegate is owned (see
-    // mpSetOwnsConnection); the delegate must not be null.
+    // mpSetOwnsConnection); the delegate must not be null. Bytes already
+    // waiting in the transport (those behind a descriptor) are read on the
+    // next event-loop pass.
     UBXConnection(UBXAbstractConnection* apConnection, UBXConnectionDelegate* apDelegate,
                   const QString& aName, bool abWithBlockType);
     ~UBXConnection() override;

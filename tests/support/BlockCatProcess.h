@@ -1,0 +1,71 @@
+#ifndef BLOCKCATPROCESS_H
+#define BLOCKCATPROCESS_H
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+// A beamora-blockcat process (path in BLOCKCAT_PATH) whose JSON events and log
+// lines are collected while the test's event loop runs.
+class BlockCatProcess
+{
+public:
+    explicit BlockCatProcess(const QStringList& aArguments)
+    {
+        QObject::connect(&mvProcess, &QProcess::readyReadStandardOutput, [this] {
+            while (mvProcess.canReadLine())
+                mvEvents << QJsonDocument::fromJson(mvProcess.readLine()).object();
+        });
+        QObject::connect(&mvProcess, &QProcess::readyReadStandardError,
+                         [this] { mvLog += mvProcess.readAllStandardError(); });
+        mvProcess.start(QStringLiteral(BLOCKCAT_PATH), aArguments);
+    }
+    ~BlockCatProcess()
+    {
+        mvProcess.terminate();
+        mvProcess.waitForFinished(10000);
+    }
+
+    QList<QJsonObject> mfEvents(const QString& aName) const
+    {
+        QList<QJsonObject> lFound;
+        for (const QJsonObject& lEvent : mvEvents) {
+            if (lEvent.value(QLatin1String("event")).toString() == aName)
+                lFound << lEvent;
+        }
+        return lFound;
+    }
+    bool mfWaitFor(const QString& aName, int aCount, int aTimeoutMs = 30000)
+    {
+        return QTest::qWaitFor([&] { return mfEvents(aName).size() >= aCount; }, aTimeoutMs);
+    }
+    // The listening port; 0 when the tool did not report one in time.
+    quint16 mfPort()
+    {
+        if (!mfWaitFor(QStringLiteral("listening"), 1))
+            return 0;
+        return quint16(mfEvents(QStringLiteral("listening")).first().value("port").toInt());
+    }
+    QByteArray mfLog() const { return mvLog; }
+    qint64 mfResidentKiB() const
+    {
+        QFile lStatus(QStringLiteral("/proc/%1/status").arg(mvProcess.processId()));
+        if (!lStatus.open(QIODevice::ReadOnly))
+            return -1;
+        for (const QByteArray& lLine : lStatus.readAll().split('\n')) {
+            if (lLine.startsWith("VmRSS:"))
+                return lLine.mid(6).trimmed().split(' ').first().toLongLong();
+        }
+        return -1;
+    }
+    QProcess& mfProcess() { return mvProcess; }
+
+private:
+    QProcess mvProcess;
+    QList<QJsonObject> mvEvents;
+    QByteArray mvLog;
+};
+
+#endif
