@@ -2,6 +2,7 @@
 #define BLOCKCATPROCESS_H
 
 #include <QFile>
+#include <QHash>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -15,8 +16,10 @@ public:
     explicit BlockCatProcess(const QStringList& aArguments)
     {
         QObject::connect(&mvProcess, &QProcess::readyReadStandardOutput, [this] {
-            while (mvProcess.canReadLine())
+            while (mvProcess.canReadLine()) {
                 mvEvents << QJsonDocument::fromJson(mvProcess.readLine()).object();
+                ++mvCounts[mvEvents.last().value(QLatin1String("event")).toString()];
+            }
         });
         QObject::connect(&mvProcess, &QProcess::readyReadStandardError,
                          [this] { mvLog += mvProcess.readAllStandardError(); });
@@ -39,7 +42,7 @@ public:
     }
     bool mfWaitFor(const QString& aName, int aCount, int aTimeoutMs = 30000)
     {
-        return QTest::qWaitFor([&] { return mfEvents(aName).size() >= aCount; }, aTimeoutMs);
+        return QTest::qWaitFor([&] { return mvCounts.value(aName) >= aCount; }, aTimeoutMs);
     }
     // The listening port; 0 when the tool did not report one in time.
     quint16 mfPort()
@@ -65,6 +68,7 @@ public:
 private:
     QProcess mvProcess;
     QList<QJsonObject> mvEvents;
+    QHash<QString, int> mvCounts;
     QByteArray mvLog;
 };
 

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include <malloc.h>
+
 UBXConnectionServer::UBXConnectionServer(int aNumber) : QTcpServer(nullptr), mvNumber(aNumber)
 {
     connect(this, &QTcpServer::newConnection, this, &UBXConnectionServer::mpOnNewConnection);
@@ -68,6 +70,12 @@ UBXNetworkConnection* UBXConnectionServer::mfTakePendingSender()
     if (lFound == mvPendingConnections.end())
         return nullptr;
     mvPendingConnections.erase(lFound);
+    // A crowd of connections that came and went leaves the heap in pieces
+    // that the allocator keeps; once the last pending one is gone (deleted
+    // before this queued call runs), its free pages go back to the system.
+    if (mvPendingConnections.empty())
+        QMetaObject::invokeMethod(
+            this, [] { malloc_trim(0); }, Qt::QueuedConnection);
     return lSender;
 }
 

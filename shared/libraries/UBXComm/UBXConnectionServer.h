@@ -15,8 +15,9 @@ class UBXNetworkConnection;
 // and offers the connection to the registered handlers in registration order.
 // A connection no handler takes, or that fails or closes before its descriptor
 // arrived, is destroyed; so a peer that connects and says nothing costs the
-// server one socket for 2 seconds. Listening, address and port are those of
-// QTcpServer.
+// server one socket for 2 seconds, and once no connection is pending the
+// memory they used goes back to the system. Listening, address and port are
+// those of QTcpServer.
 class UBXCOMM_EXPORT UBXConnectionServer : public QTcpServer
 {
     Q_OBJECT
