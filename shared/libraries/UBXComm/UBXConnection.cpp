@@ -109,26 +109,28 @@ bool UBXConnection::gfSendMessage(const QString& aMessage, quint8 aType)
     if (!mvpConnection->mfIsConnected())
         return false;
     const QByteArray lText = aMessage.toUtf8();
-    return mfSendBlock(lText.constData(), quint32(lText.size()), aType);
+    return mfSendBlock(lText, aType);
 }
 
 bool UBXConnection::gfSendDataBlock(const QByteArray& aData, quint8 aType)
 {
     if (!mvpConnection->mfIsConnected())
         return false;
-    return mfSendBlock(aData.constData(), quint32(aData.size()), aType);
+    return mfSendBlock(aData, aType);
 }
 
-bool UBXConnection::mfSendBlock(const char* apData, quint32 aLength, quint8 aType)
+bool UBXConnection::mfSendBlock(const QByteArray& aPayload, quint8 aType)
 {
-    const char lHeader[5] = {char(aLength >> 24), char(aLength >> 16), char(aLength >> 8),
-                             char(aLength), char(aType)};
+    const quint32 lLength = quint32(aPayload.size());
+    const char lHeader[5] = {char(lLength >> 24), char(lLength >> 16), char(lLength >> 8),
+                             char(lLength), char(aType)};
     const quint32 lHeaderSize = mvWithBlockType ? 5 : 4;
     mvBytesSent += lHeaderSize;
     mvpConnection->mfWrite(lHeader, lHeaderSize);
-    if (aLength > 0)
-        mvpConnection->mfWrite(apData, aLength);
-    mvBytesSent += aLength;
+    // As an array: a socket keeps a large one shared instead of copying it.
+    if (lLength > 0)
+        mvpConnection->mfWrite(aPayload);
+    mvBytesSent += lLength;
     mvpConnection->mfFlush();
     return true;
 }

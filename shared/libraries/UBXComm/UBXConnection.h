@@ -93,7 +93,7 @@ protected:
     bool event(QEvent* apEvent) override;
 
 private:
-    bool mfSendBlock(const char* apData, quint32 aLength, quint8 aType);
+    bool mfSendBlock(const QByteArray& aPayload, quint8 aType);
     // Makes the receive buffer hold at least aSize bytes.
     bool mfReserveReceiveBuffer(quint32 aSize);
     // Refuses the header just read; bytes behind it are read on the next
