@@ -101,11 +101,9 @@ private Q_SLOTS:
             lPeers.back()->connectToHost(QHostAddress::LocalHost, lPort);
         }
         QTRY_COMPARE_WITH_TIMEOUT(lDropped, 1000, 120000);
-        QTRY_VERIFY2_WITH_TIMEOUT(lTool.mfResidentKiB() - lBeforeKiB < 5 * 1024,
-                                  qPrintable(QStringLiteral("%1 KiB before, %2 KiB after")
-                                                 .arg(lBeforeKiB)
-                                                 .arg(lTool.mfResidentKiB())),
-                                  10000);
+#ifndef __SANITIZE_ADDRESS__ // whose allocator keeps freed memory in quarantine
+        QTRY_VERIFY_WITH_TIMEOUT(lTool.mfResidentKiB() - lBeforeKiB < 5 * 1024, 10000);
+#endif
     }
 };
 
