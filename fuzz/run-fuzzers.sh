@@ -17,7 +17,8 @@ readonly RUN_SECONDS=$1
 readonly ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 readonly BUILD=$ROOT/build-fuzz
 readonly CORPUS=$ROOT/fuzz/corpus
-readonly FUZZERS=(fuzz_UBXMessageStream fuzz_ImageSequence fuzz_UBXHybridCodec fuzz_UBXJson)
+readonly FUZZERS=(fuzz_UBXMessageStream fuzz_ImageSequence fuzz_UBXHybridCodec fuzz_UBXJson
+    fuzz_UBXConnection)
 
 cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCMAKE_CXX_COMPILER=clang++ -DBEAMORA_FUZZ=ON -DBEAMORA_BUILD_TESTS=OFF || exit 1

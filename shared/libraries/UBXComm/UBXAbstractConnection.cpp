@@ -1,0 +1,5 @@
+#include "UBXAbstractConnection.h"
+
+UBXAbstractConnection::UBXAbstractConnection(QObject* apParent) : UBXIODevice(apParent) {}
+
+UBXAbstractConnection::~UBXAbstractConnection() = default;

@@ -1,0 +1,5 @@
+#include "UBXAbstractUDPConnection.h"
+
+UBXAbstractUDPConnection::UBXAbstractUDPConnection(QObject* apParent) : QObject(apParent) {}
+
+UBXAbstractUDPConnection::~UBXAbstractUDPConnection() = default;

@@ -1,0 +1,5 @@
+#include "UBXConnectionClient.h"
+
+UBXConnectionClient::UBXConnectionClient(QObject* apParent) : QObject(apParent) {}
+
+UBXConnectionClient::~UBXConnectionClient() = default;

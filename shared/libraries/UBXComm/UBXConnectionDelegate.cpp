@@ -1,0 +1,3 @@
+#include "UBXConnectionDelegate.h"
+
+UBXConnectionDelegate::~UBXConnectionDelegate() = default;

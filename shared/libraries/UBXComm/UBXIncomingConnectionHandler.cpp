@@ -1,0 +1,3 @@
+#include "UBXIncomingConnectionHandler.h"
+
+UBXIncomingConnectionHandler::~UBXIncomingConnectionHandler() = default;

@@ -1,0 +1,5 @@
+#include "UBXTcpSocket.h"
+
+UBXTcpSocket::UBXTcpSocket(QObject* apParent) : QTcpSocket(apParent) {}
+
+UBXTcpSocket::~UBXTcpSocket() = default;

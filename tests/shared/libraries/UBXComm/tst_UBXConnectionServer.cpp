@@ -1,0 +1,89 @@
+#include "BlockCatProcess.h"
+#include "UBXConnectionServer.h"
+#include "UBXIncomingConnectionHandler.h"
+#include "UBXNetworkConnection.h"
+#include "UBXPrefixedConnectionClient.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTcpSocket>
+
+namespace {
+
+class Handler : public UBXIncomingConnectionHandler
+{
+public:
+    bool gfHandleIncomingConnection(UBXNetworkConnection* apConnection,
+                                    const QString& aDescriptor) override
+    {
+        mvDescriptors << aDescriptor;
+        mvConnection.reset(apConnection);
+        return true;
+    }
+    QStringList mvDescriptors;
+    std::unique_ptr<UBXNetworkConnection> mvConnection;
+};
+
+} // namespace
+
+// The handshake against real peers: a plain socket where the bytes matter,
+// beamora-blockcat where a whole client is needed.
+class tst_UBXConnectionServer : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void descriptorThenBlockAndSilentPeer()
+    {
+        BlockCatProcess lTool({QStringLiteral("listen"), QStringLiteral("--port"), "0"});
+        const quint16 lPort = lTool.mfPort();
+
+        QTcpSocket lSilent;
+        QSignalSpy lDropped(&lSilent, &QTcpSocket::disconnected);
+        lSilent.connectToHost(QHostAddress::LocalHost, lPort);
+        QVERIFY(lSilent.waitForConnected(10000));
+        QElapsedTimer lSilence;
+        lSilence.start();
+
+        // Descriptor and block leave in one write, so they share a segment.
+        QTcpSocket lPeer;
+        lPeer.connectToHost(QHostAddress::LocalHost, lPort);
+        QVERIFY(lPeer.waitForConnected(10000));
+        lPeer.write(QByteArray("\x00\x04"
+                               "demo"
+                               "\x00\x00\x00\x05"
+                               "hello",
+                               15));
+        QVERIFY(lTool.mfWaitFor(QStringLiteral("block"), 1));
+        QCOMPARE(lTool.mfEvents(QStringLiteral("accepted")).first().value("descriptor"), "demo");
+        QCOMPARE(lTool.mfEvents(QStringLiteral("block")).first().value("text"), "hello");
+
+        QVERIFY(lDropped.size() == 1 || lDropped.wait(10000));
+        QVERIFY2(lSilence.elapsed() >= 1900 && lSilence.elapsed() < 8000,
+                 qPrintable(QString::number(lSilence.elapsed())));
+        QTRY_VERIFY(lTool.mfLog().contains(
+            "[UBXConnectionServer::mpOnConnectionError] Pending incoming connection closed before "
+            "descriptor was received due to error <<No descriptor received>>."));
+    }
+
+    // Both handlers accept: only the first sees the prefixed descriptor.
+    void firstAcceptingHandlerTakesPrefixedConnection()
+    {
+        UBXConnectionServer lServer(0);
+        Handler lFirst, lSecond;
+        lServer.mpAddHandler(&lFirst);
+        lServer.mpAddHandler(&lSecond);
+        QVERIFY(lServer.listen(QHostAddress::LocalHost, 0));
+        BlockCatProcess lTool(
+            {QStringLiteral("connect"), QStringLiteral("--prefix"), QStringLiteral("room"),
+             QStringLiteral("127.0.0.1:%1").arg(lServer.serverPort()), QStringLiteral("screen")});
+        QTRY_COMPARE_WITH_TIMEOUT(lFirst.mvDescriptors, QStringList{"room/screen"}, 30000);
+        QVERIFY(lSecond.mvDescriptors.isEmpty());
+        QString lPrefix, lRest;
+        QVERIFY(UBXPrefixedConnectionClient::gfSplitDescriptor(lFirst.mvDescriptors.first(),
+                                                               lPrefix, lRest));
+        QCOMPARE(lPrefix + QLatin1Char('|') + lRest, QStringLiteral("room|screen"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_UBXConnectionServer)
+#include "tst_UBXConnectionServer.moc"
