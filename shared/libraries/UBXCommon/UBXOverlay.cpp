@@ -21,6 +21,8 @@ constexpr int cLengthLimit = 1 << 24;
 // The pixel size at which a label's text is first measured to estimate the
 // size that fits.
 constexpr int cReferencePixelSize = 100;
+// Decoded pictures kept from one painting to the next, at most.
+constexpr qsizetype cMaxKeptPictureBytes = 64 * 1024 * 1024;
 
 enum class UBXAlign
 {
@@ -202,20 +204,48 @@ int gfFitPixelSize(QFont aFont, const QString& aText, const QSize& aArea)
     return std::max(lFitting, 1);
 }
 
-// Reads a picture only from a regular file, so that a source naming a device
-// or a pipe cannot block the painting; the reader's allocation limit bounds
-// the memory a small file can ask for.
-QImage gfLoadPicture(const QString& aPath)
-{
-    if (!QFileInfo(aPath).isFile())
-        return QImage();
-    QImageReader lReader(aPath);
-    return lReader.read();
-}
-
 } // namespace
 
 UBXOverlay::UBXOverlay() = default;
+
+QImage UBXOverlay::mfPicture(const QString& aSource)
+{
+    const QString lPath = QDir(mvSourceDirectory).filePath(aSource);
+    // Only regular files are read, so that a source naming a device or a pipe
+    // cannot block the painting; the reader's allocation limit bounds the
+    // memory a small file can ask for.
+    const QFileInfo lInfo(lPath);
+    if (!lInfo.isFile())
+        return QImage();
+    UBXPicture lPicture = mvUsedPictures.value(lPath, mvPictures.value(lPath));
+    if (lPicture.mvImage.isNull() || lPicture.mvModified != lInfo.lastModified() ||
+        lPicture.mvSize != lInfo.size()) {
+        QImageReader lReader(lPath);
+        lPicture = UBXPicture{lInfo.lastModified(), lInfo.size(), lReader.read()};
+        // Drawn often, converted once.
+        lPicture.mvImage.convertTo(QImage::Format_ARGB32_Premultiplied);
+    }
+    // A document naming many large pictures gets them decoded again at each
+    // painting rather than held all at once.
+    if (!lPicture.mvImage.isNull() && !mvUsedPictures.contains(lPath) &&
+        mvUsedPictureBytes + lPicture.mvImage.sizeInBytes() <= cMaxKeptPictureBytes) {
+        mvUsedPictureBytes += lPicture.mvImage.sizeInBytes();
+        mvUsedPictures.insert(lPath, lPicture);
+    }
+    return lPicture.mvImage;
+}
+
+int UBXOverlay::mfPixelSize(const QFont& aFont, const QString& aText, const QSize& aArea)
+{
+    const QString lKey = aFont.key() + QLatin1Char('\n') + QString::number(aArea.width()) +
+                         QLatin1Char('x') + QString::number(aArea.height()) + QLatin1Char('\n') +
+                         aText;
+    int lSize = mvUsedPixelSizes.value(lKey, mvPixelSizes.value(lKey));
+    if (lSize == 0)
+        lSize = gfFitPixelSize(aFont, aText, aArea);
+    mvUsedPixelSizes.insert(lKey, lSize);
+    return lSize;
+}
 
 bool UBXOverlay::mpLoad(const QByteArray& aText, QString& aError, int& aLine, int& aColumn)
 {
@@ -327,6 +357,11 @@ void UBXOverlay::mpRender(QPaintDevice* apDevice)
         else if (lChild.tagName() == QLatin1String("UBXOverlayImage"))
             mpRenderImage(lPainter, lChild, lInner);
     }
+    mvPictures.swap(mvUsedPictures);
+    mvUsedPictures.clear();
+    mvUsedPictureBytes = 0;
+    mvPixelSizes.swap(mvUsedPixelSizes);
+    mvUsedPixelSizes.clear();
 }
 
 namespace {
@@ -468,7 +503,7 @@ void UBXOverlay::mpRenderLabel(QPainter& aPainter, const QDomElement& aElement, 
             .replace(QLatin1String("${DATE}"), lLocale.toString(aNow.date(), QLocale::ShortFormat))
             .replace(QLatin1String("${DATETIME}"), lLocale.toString(aNow, QLocale::ShortFormat));
     }
-    lFont.setPixelSize(gfFitPixelSize(lFont, lText, lTextArea.size()));
+    lFont.setPixelSize(mfPixelSize(lFont, lText, lTextArea.size()));
     aPainter.save();
     aPainter.setClipRect(lTextArea);
     aPainter.setFont(lFont);
@@ -493,7 +528,7 @@ void UBXOverlay::mpRenderImage(QPainter& aPainter, const QDomElement& aElement, 
         mvErrors << QStringLiteral("source attribute of image overlay not specified");
     } else {
         const QString lSource = aElement.attribute(QStringLiteral("source"));
-        lPicture = gfLoadPicture(QDir(mvSourceDirectory).filePath(lSource));
+        lPicture = mfPicture(lSource);
         if (lPicture.isNull())
             mvErrors << QStringLiteral("Could not load image with source '%1'").arg(lSource);
     }

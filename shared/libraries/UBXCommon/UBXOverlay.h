@@ -5,11 +5,14 @@
 
 #include <QByteArray>
 #include <QColor>
+#include <QDateTime>
 #include <QDomDocument>
+#include <QHash>
+#include <QImage>
 #include <QString>
 #include <QStringList>
 
-class QDateTime;
+class QFont;
 class QPaintDevice;
 class QPainter;
 class QRect;
@@ -105,7 +108,31 @@ private:
     // The colour to paint for a colour of the document.
     QColor mfPainted(const QColor& aColor) const;
 
+    // A decoded picture and the file state it was read from.
+    struct UBXPicture
+    {
+        QDateTime mvModified;
+        qint64 mvSize = 0;
+        QImage mvImage;
+    };
+
+    // The picture of that path (relative ones against the source directory),
+    // null when it cannot be loaded.
+    QImage mfPicture(const QString& aSource);
+    // The font's largest pixel size at which the text fits the area.
+    int mfPixelSize(const QFont& aFont, const QString& aText, const QSize& aArea);
+
     QStringList mvErrors;
+    // What the last painting decoded and measured, so that repeated paintings
+    // of the same document neither decode nor search again. Each painting
+    // keeps only what it used, which bounds both by one document's needs
+    // (pictures also by a byte limit); a picture whose file changed is read
+    // again.
+    QHash<QString, UBXPicture> mvPictures;
+    QHash<QString, UBXPicture> mvUsedPictures;
+    qsizetype mvUsedPictureBytes = 0;
+    QHash<QString, int> mvPixelSizes;
+    QHash<QString, int> mvUsedPixelSizes;
     QColor mvKeyColor;
     QColor mvReplacementColor;
     QString mvSourceDirectory;
