@@ -82,10 +82,13 @@ bool gfParseMargin(const QString& aRaw, int aWidth, int aHeight, int& aHorizonta
     int lValue = 0;
     if (!gfParseInteger(lPercent ? lText.chopped(1) : lText, lValue) || lValue < 0)
         return false;
-    aHorizontal = lPercent ? qRound(aWidth * (lValue / 100.0)) : lValue;
-    aVertical = lPercent ? qRound(aHeight * (lValue / 100.0)) : lValue;
-    aHorizontal = std::min(aHorizontal, aWidth / 2);
-    aVertical = std::min(aVertical, aHeight / 2);
+    // Capped before rounding, so a huge percentage cannot leave the int range.
+    const auto lMargin = [&](int aExtent) {
+        const double lPixels = lPercent ? aExtent * (lValue / 100.0) : lValue;
+        return qRound(std::min(lPixels, aExtent / 2.0));
+    };
+    aHorizontal = std::min(lMargin(aWidth), aWidth / 2);
+    aVertical = std::min(lMargin(aHeight), aHeight / 2);
     return true;
 }
 
@@ -205,8 +208,6 @@ int gfFitPixelSize(QFont aFont, const QString& aText, const QSize& aArea)
 }
 
 } // namespace
-
-UBXOverlay::UBXOverlay() = default;
 
 QImage UBXOverlay::mfPicture(const QString& aSource)
 {

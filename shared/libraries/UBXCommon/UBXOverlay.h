@@ -27,7 +27,7 @@ class QRect;
 // Values:
 // - x, y, width, height: an integer (pixels) or a decimal number followed by
 //   "%" (of the inner extent of the axis: the device's extent less both
-//   margins of the root).
+//   margins of the root). Sizes must not be negative.
 // - margin: an integer or an integer followed by "%", never negative. A margin
 //   of more than half the extent leaves an empty inner area.
 // - colours: "rgba(r,g,b,a)", "rgba(r,g,b)" (opaque), a colour name or
@@ -62,17 +62,15 @@ class QRect;
 // pipe cannot block the painting.
 //
 // Document colours (the root's and a label's) that equal the key colour are
-// painted with the replacement colour. Without a valid key colour nothing is
-// replaced.
+// painted with the replacement colour. Unless both colours are valid nothing
+// is replaced.
 class UBXCOMMON_EXPORT UBXOverlay : public QDomDocument
 {
 public:
     // Documents longer than this, or with elements nested deeper, are refused
-    // by mfLoad().
+    // by mpLoad().
     static constexpr qsizetype cMaxDocumentBytes = 1024 * 1024;
     static constexpr int cMaxElementDepth = 64;
-
-    UBXOverlay();
 
     // Sets the document from text that may come from anyone. Before the DOM
     // is built the text is read once as a stream and refused when it is longer
