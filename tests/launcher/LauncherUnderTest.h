@@ -32,15 +32,9 @@ public:
     }
 
     QString mfPath(const char* aName) const { return mvRoot.filePath(QLatin1String(aName)); }
-    QString mfClientProgram() const { return mfPath("client") + "/beamora"; }
-    QString mfGuard(const char* aUser = "alice") const
-    {
-        return mfPath("runtime") + "/beamoralauncher_" + aUser;
-    }
-    QString mfServiceLogPath() const
-    {
-        return mfPath("data") + "/Lumora/Beamora Launcher/service.log";
-    }
+    QString mfClientProgram() const { return mfPath("client/beamora"); }
+    QString mfGuard() const { return mfPath("runtime/beamoralauncher_alice"); }
+    QString mfServiceLogPath() const { return mfPath("data/Lumora/Beamora Launcher/service.log"); }
 
     // Only the sanitizer settings, PATH and the test's own TMPDIR come from the
     // real session.
@@ -52,44 +46,29 @@ public:
             if (lName.endsWith("SAN_OPTIONS") || lName == "TMPDIR" || lName == "PATH")
                 lEnvironment.insert(lName, lOwn.value(lName));
         }
-        const QStringList lSettings{"USER",
-                                    aUser,
-                                    "HOME",
-                                    mfPath("home"),
-                                    "XDG_DATA_HOME",
-                                    mfPath("data"),
-                                    "XDG_CONFIG_HOME",
-                                    mfPath("config"),
-                                    "XDG_RUNTIME_DIR",
-                                    mfPath("runtime"),
-                                    "QT_QPA_PLATFORM",
-                                    "offscreen",
-                                    "BEAMORA_USB_STORAGE_DIR",
-                                    mfPath("usb"),
-                                    "BEAMORA_CLIENT_PROGRAM",
-                                    mfClientProgram(),
-                                    "BEAMORA_STANDIN_RECORD",
-                                    mfPath("client-record.txt"),
-                                    "BEAMORA_EXIT_DELAY_MS",
-                                    "1500"};
-        for (qsizetype i = 0; i < lSettings.size(); i += 2)
-            lEnvironment.insert(lSettings[i], lSettings[i + 1]);
+        const QString lSettings = QStringLiteral(
+            "USER=%1;HOME=%2/home;XDG_DATA_HOME=%2/data;XDG_CONFIG_HOME=%2/config;"
+            "XDG_RUNTIME_DIR=%2/runtime;QT_QPA_PLATFORM=offscreen;"
+            "BEAMORA_USB_STORAGE_DIR=%2/usb;BEAMORA_CLIENT_PROGRAM=%2/client/beamora;"
+            "BEAMORA_STANDIN_RECORD=%2/client-record.txt;BEAMORA_EXIT_DELAY_MS=1500");
+        for (const QString& lSetting : lSettings.arg(aUser, mvRoot.path()).split(';'))
+            lEnvironment.insert(lSetting.section('=', 0, 0), lSetting.section('=', 1));
         return lEnvironment;
     }
 
     // Writes or removes the kernel's listing file of the button.
     void mpPlugButton(bool aIn = true)
     {
-        QVERIFY(aIn ? gfWriteFile(mfPath("usb") + "/6", gfUsbListing())
-                    : QFile::remove(mfPath("usb") + "/6"));
+        QVERIFY(aIn ? gfWriteFile(mfPath("usb/6"), gfUsbListing())
+                    : QFile::remove(mfPath("usb/6")));
     }
 
     // The lines the stand-in client recorded so far.
     QStringList mfRecord() const
     {
         QFile lFile(mfPath("client-record.txt"));
-        return lFile.open(QIODevice::ReadOnly) ? QString::fromUtf8(lFile.readAll()).split('\n')
-                                               : QStringList();
+        lFile.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(lFile.readAll()).split('\n');
     }
     bool mfWaitForRecord(const QString& aLine) const
     {
@@ -134,15 +113,16 @@ public:
             .split('\n')
             .filter(QRegularExpression("^\\w+\\t.*\\t"));
     }
-    QStringList mfTexts()
+    // A console line with exactly this text.
+    static QRegularExpression sfLine(const QString& aText)
     {
-        QStringList lTexts = mfConsoleLines();
-        for (QString& lLine : lTexts)
-            lLine = lLine.section('\t', 2);
-        return lTexts;
+        return QRegularExpression("^\\w+\\t[^\\t]*\\t" + QRegularExpression::escape(aText) + '$');
     }
-    int mfIndexOf(const QString& aText, int aFrom = 0) { return mfTexts().indexOf(aText, aFrom); }
-    int mfCount(const QString& aText) { return mfTexts().count(aText); }
+    int mfIndexOf(const QString& aText, int aFrom = 0)
+    {
+        return mfConsoleLines().indexOf(sfLine(aText), aFrom);
+    }
+    int mfCount(const QString& aText) { return mfConsoleLines().filter(sfLine(aText)).size(); }
     // The console prefix of the first line with that text ("Debug", "Info", ...).
     QString mfPrefixOf(const QString& aText)
     {
