@@ -61,216 +61,200 @@ private Q_SLOTS:
         mvDir = std::make_unique<QTemporaryDir>();
         QVERIFY(mvDir->isValid());
     }
-    void lineFormat_data();
-    void lineFormat();
-    void levelAndClassFilters();
-    void shortFormFromEnvironment_data();
-    void shortFormFromEnvironment();
-    void rotation_data();
-    void rotation();
-    void appendAndUnwritable();
-    void streamHandleNeverRotates();
+    void lineFormat_data()
+    {
+        QTest::addColumn<ICLoggerItem>("item");
+        QTest::addColumn<QByteArray>("line");
+        const QByteArray lTail = "\t: PID 77\t: PName main\t: 15.11.2026 14:12:10.123\t: ";
+        QTest::newRow("info") << gfItem(Info, "Started") << "Info\t: Class 0" + lTail + "Started\n";
+        QTest::newRow("hex class, tab kept")
+            << gfItem(Warn, "a\tb", 0xBEEF) << "Warn\t: Class beef" + lTail + "a\tb\n";
+        QTest::newRow("status, empty") << gfItem(Status, "") << "Status\t: Class 0" + lTail + "\n";
+        QTest::newRow("out of range") << gfItem(6, "x") << "Unknown\t: Class 0" + lTail + "x\n";
+        QTest::newRow("no thread name, 64-bit id, UTF-8")
+            << ICLoggerItem(QString::fromUtf8("Grüße 東京"), sStamp, Error, 18446744073709551615ULL,
+                            QString(), 1)
+            << QByteArray("Error\t: Class 1\t: PID 18446744073709551615\t: PName Unknown\t: "
+                          "15.11.2026 14:12:10.123\t: Gr\xc3\xbc\xc3\x9f"
+                          "e \xe6\x9d\xb1\xe4\xba\xac\n");
+        QTest::newRow("broken surrogate, no date")
+            << ICLoggerItem(QStringLiteral("a") + QChar(0xd800), QDateTime(), Fatal, 1, "t", 0)
+            << QByteArray("Fatal\t: Class 0\t: PID 1\t: PName ta\xef\xbf\xbd\n");
+    }
+    void lineFormat()
+    {
+        QFETCH(ICLoggerItem, item);
+        QFETCH(QByteArray, line);
+        const QString lPath = mfPath(QStringLiteral("service.log"));
+        {
+            ICLoggerFile lLogger(lPath, Debug, 0, 0, false);
+            QCOMPARE(lLogger.mfGetName(), QStringLiteral("Observer Thread for service"));
+            lLogger.mpSlotLogEvent(item);
+        }
+        QCOMPARE(gfBody(lPath), line);
+        // The hand-made time field is the same as Qt's pattern, whatever the date.
+        ICLoggerFile lLogger(mfPath(QStringLiteral("pattern.log")), Debug, 0, 0, false);
+        QRandomGenerator lRandom(20261115);
+        for (int i = 0; i < 200; ++i) {
+            const QDateTime lStamp(
+                QDate(lRandom.bounded(1000, 10000), lRandom.bounded(1, 13), lRandom.bounded(1, 29)),
+                QTime::fromMSecsSinceStartOfDay(lRandom.bounded(86400000)));
+            QCOMPARE(
+                lLogger.mfFormat(ICLoggerItem("x", lStamp, Info, 1, "t", 0)),
+                "Info\t: Class 0\t: PID 1\t: PName t" +
+                    lStamp.toString(QStringLiteral("\t: dd.MM.yyyy hh:mm:ss.zzz\t: ")).toUtf8() +
+                    "x\n");
+        }
+    }
+    void levelAndClassFilters()
+    {
+        const QString lPath = mfPath(QStringLiteral("filter.log"));
+        ICLoggerFile lLogger(lPath, Warn, 0, 0, false);
+        // Logs tags 0..3 at levels Diag, Warn, Error, Status and returns the tags written.
+        auto lWritten = [&lLogger, &lPath] {
+            const qsizetype lStart = gfBody(lPath).size();
+            for (quint64 lTag = 0; lTag <= 3; ++lTag)
+                lLogger.mpSlotLogEvent(gfItem(QList<qint32>{Diag, Warn, Error, Status}[lTag],
+                                              QString::number(lTag), lTag));
+            QByteArray lTags;
+            for (const QByteArray& lLine : gfBody(lPath).mid(lStart).split('\n'))
+                lTags += lLine.right(1);
+            return lTags;
+        };
+        QCOMPARE(lWritten(), QByteArray("123"));
+        lLogger.mpSetLevel(Diag);
+        QCOMPARE(lWritten(), QByteArray("0123"));
+        lLogger.mpIncludeClass(1);
+        lLogger.mpIncludeClass(3);
+        QCOMPARE(lWritten(), QByteArray("13"));
+        lLogger.mpExcludeClass(3); // exclusion wins
+        QCOMPARE(lWritten(), QByteArray("1"));
+        lLogger.mpRemoveIncludedClass(1);
+        lLogger.mpRemoveIncludedClass(3);
+        QCOMPARE(lWritten(), QByteArray("012"));
+        lLogger.mpRemoveExcludedClass(3);
+        QCOMPARE(lWritten(), QByteArray("0123"));
+    }
+    void shortFormFromEnvironment_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<bool>("simple");
+        QTest::newRow("set") << QByteArray("IC_SIMPLE_LOGGING") << true;
+        QTest::newRow("longer, any case") << QByteArray("ic_Simple_LoggingX") << true;
+        QTest::newRow("prefixed") << QByteArray("X_IC_SIMPLE_LOGGING") << false;
+    }
+    void shortFormFromEnvironment()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(bool, simple);
+        const QString lPath = mfPath(QStringLiteral("env.log"));
+        QVERIFY(qputenv(name.constData(), "0"));
+        {
+            ICLoggerFile lLogger(lPath, Debug, 0, 0, false);
+            qunsetenv(name.constData());
+            gpLog(lLogger, 1, 1);
+        }
+        QCOMPARE(gfBody(lPath), simple ? gfLines(1, 1).remove(4, 58) : gfLines(1, 1));
+    }
+    void rotation_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QList<int>>("setup"); // kB, backups, append, via setters, last item
+        QTest::addColumn<Files>("files");
+        QTest::newRow("three backups, oldest dropped")
+            << "service.log" << QList<int>{1, 3, 0, 0, 44}
+            << Files{{"service.log", {40, 44, 0}},
+                     {"service_1.log", {30, 39, 1}},
+                     {"service_2.log", {20, 29, 1}},
+                     {"service_3.log", {10, 19, 1}}};
+        QTest::newRow("dotted name, appending, one backup")
+            << "app.trace.txt" << QList<int>{1, 1, 1, 1, 24}
+            << Files{{"app.trace.txt", {20, 24, 0}}, {"app_1.trace.txt", {10, 19, 1}}};
+        QTest::newRow("no backup: emptied, no notice")
+            << "single.log" << QList<int>{1, 0, 0, 1, 22} << Files{{"single.log", {20, 22, 0}}};
+        // kB * 1024 in 32 bits: 4194304 kB wraps to no limit, 4194305 kB to 1 kB.
+        QTest::newRow("4194304 kB")
+            << "wrap.log" << QList<int>{4194304, 1, 0, 1, 20} << Files{{"wrap.log", {0, 20, 0}}};
+        QTest::newRow("4194305 kB") << "wrap.log" << QList<int>{4194305, 1, 0, 0, 10}
+                                    << Files{{"wrap.log", {10, 10, 0}}, {"wrap_1.log", {0, 9, 1}}};
+    }
+    void rotation()
+    {
+        QFETCH(QString, name);
+        QFETCH(QList<int>, setup);
+        QFETCH(Files, files);
+        {
+            const bool lSetters = setup[3];
+            ICLoggerFile lLogger(mfPath(name), Debug, lSetters ? 0 : setup[0],
+                                 lSetters ? 0 : setup[1], setup[2]);
+            if (lSetters) {
+                lLogger.mpSetMaxFileSize(setup[0]);
+                lLogger.mpSetMaxBackupFiles(setup[1]);
+            }
+            gpLog(lLogger, 0, setup[4]);
+        }
+        QCOMPARE(mfFiles(), QStringList(files.keys()));
+        for (auto lFile = files.cbegin(); lFile != files.cend(); ++lFile)
+            QCOMPARE(gfBody(mfPath(lFile.key())),
+                     gfLines(lFile->at(0), lFile->at(1)) + (lFile->at(2) ? sNotice : QByteArray()));
+    }
+    void appendAndUnwritable()
+    {
+        // Appending continues a file without a new header; an empty one still gets it.
+        const QString lPath = mfPath(QStringLiteral("append.log"));
+        QVERIFY(QFile(lPath).open(QIODevice::WriteOnly));
+        for (int i = 0; i < 2; ++i) {
+            ICLoggerFile lLogger(lPath, Debug, 0, 0, true);
+            gpLog(lLogger, i, i);
+        }
+        QCOMPARE(gfBody(lPath), gfLines(0, 1));
+        {
+            ICLoggerFile lTruncating(lPath, Debug, 0, 0, false);
+            gpLog(lTruncating, 2, 2);
+            lTruncating.mpSlotFinalize(); // nothing is written after finalisation
+            gpLog(lTruncating, 3, 3);
+        }
+        QCOMPARE(gfBody(lPath), gfLines(2, 2));
+        // Neither a missing directory nor a directory in place of the file is
+        // written into, and no backup is made.
+        QVERIFY(QDir().mkpath(mfPath(QStringLiteral("directory"))));
+        for (const char* lName : {"missing/service.log", "directory"}) {
+            ICLoggerFile lLogger(mfPath(QLatin1String(lName)), Debug, 1, 2, false);
+            gpLog(lLogger, 0, 19);
+        }
+        QCOMPARE(mfFiles(), QStringList({"append.log"}));
+        QVERIFY(QDir(mfPath(QStringLiteral("directory"))).isEmpty());
+        // Without a name the file is iclogger<time>.log in the working directory.
+        const QString lPrevious = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(mvDir->path()));
+        delete new ICLoggerFile(QString(), Debug, 0, 0, false);
+        QDir::setCurrent(lPrevious);
+        QCOMPARE(
+            mfFiles().filter(QRegularExpression("^iclogger\\d\\d_\\d\\d_\\d\\d\\.log$")).size(), 1);
+    }
+    void streamHandleNeverRotates()
+    {
+        const QString lPath = mfPath(QStringLiteral("handle.log"));
+        FILE* lHandle = std::fopen(QFile::encodeName(lPath).constData(), "w");
+        QVERIFY(lHandle);
+        {
+            ICLoggerFile lLogger(lHandle, QStringLiteral("stdout"), Debug);
+            lLogger.mpSetMaxFileSize(1);
+            lLogger.mpSetMaxBackupFiles(3);
+            gpLog(lLogger, 0, 29);
+        }
+        // The handle is still open and ours.
+        QVERIFY(std::fputs("after\n", lHandle) >= 0);
+        std::fclose(lHandle);
+        QCOMPARE(gfBody(lPath), gfLines(0, 29) + "after\n");
+        QCOMPARE(mfFiles(), QStringList({"handle.log"}));
+    }
 
 private:
     QString mfPath(const QString& aName) const { return mvDir->filePath(aName); }
     QStringList mfFiles() const { return QDir(mvDir->path()).entryList(QDir::Files); }
     std::unique_ptr<QTemporaryDir> mvDir;
 };
-
-void tst_LoggerFile::lineFormat_data()
-{
-    QTest::addColumn<ICLoggerItem>("item");
-    QTest::addColumn<QByteArray>("line");
-    const QByteArray lTail = "\t: PID 77\t: PName main\t: 15.11.2026 14:12:10.123\t: ";
-    QTest::newRow("info") << gfItem(Info, "Started") << "Info\t: Class 0" + lTail + "Started\n";
-    QTest::newRow("hex class, tab kept")
-        << gfItem(Warn, "a\tb", 0xBEEF) << "Warn\t: Class beef" + lTail + "a\tb\n";
-    QTest::newRow("status, empty") << gfItem(Status, "") << "Status\t: Class 0" + lTail + "\n";
-    QTest::newRow("out of range") << gfItem(6, "x") << "Unknown\t: Class 0" + lTail + "x\n";
-    QTest::newRow("no thread name, 64-bit id, UTF-8")
-        << ICLoggerItem(QString::fromUtf8("Grüße 東京"), sStamp, Error, 18446744073709551615ULL,
-                        QString(), 1)
-        << QByteArray("Error\t: Class 1\t: PID 18446744073709551615\t: PName Unknown\t: "
-                      "15.11.2026 14:12:10.123\t: Gr\xc3\xbc\xc3\x9f"
-                      "e \xe6\x9d\xb1\xe4\xba\xac\n");
-    QTest::newRow("broken surrogate, no date")
-        << ICLoggerItem(QStringLiteral("a") + QChar(0xd800), QDateTime(), Fatal, 1, "t", 0)
-        << QByteArray("Fatal\t: Class 0\t: PID 1\t: PName ta\xef\xbf\xbd\n");
-}
-
-void tst_LoggerFile::lineFormat()
-{
-    QFETCH(ICLoggerItem, item);
-    QFETCH(QByteArray, line);
-    const QString lPath = mfPath(QStringLiteral("service.log"));
-    {
-        ICLoggerFile lLogger(lPath, Debug, 0, 0, false);
-        QCOMPARE(lLogger.mfGetName(), QStringLiteral("Observer Thread for service"));
-        lLogger.mpSlotLogEvent(item);
-    }
-    QCOMPARE(gfBody(lPath), line);
-    // The hand-made time field is the same as Qt's pattern, whatever the date.
-    ICLoggerFile lLogger(mfPath(QStringLiteral("pattern.log")), Debug, 0, 0, false);
-    QRandomGenerator lRandom(20261115);
-    for (int i = 0; i < 200; ++i) {
-        const QDateTime lStamp(
-            QDate(lRandom.bounded(1000, 10000), lRandom.bounded(1, 13), lRandom.bounded(1, 29)),
-            QTime::fromMSecsSinceStartOfDay(lRandom.bounded(86400000)));
-        QCOMPARE(lLogger.mfFormat(ICLoggerItem("x", lStamp, Info, 1, "t", 0)),
-                 "Info\t: Class 0\t: PID 1\t: PName t" +
-                     lStamp.toString(QStringLiteral("\t: dd.MM.yyyy hh:mm:ss.zzz\t: ")).toUtf8() +
-                     "x\n");
-    }
-}
-
-void tst_LoggerFile::levelAndClassFilters()
-{
-    const QString lPath = mfPath(QStringLiteral("filter.log"));
-    ICLoggerFile lLogger(lPath, Warn, 0, 0, false);
-    // Logs tags 0..3 at levels Diag, Warn, Error, Status and returns the tags written.
-    auto lWritten = [&lLogger, &lPath] {
-        const qsizetype lStart = gfBody(lPath).size();
-        for (quint64 lTag = 0; lTag <= 3; ++lTag)
-            lLogger.mpSlotLogEvent(gfItem(QList<qint32>{Diag, Warn, Error, Status}[lTag],
-                                          QString::number(lTag), lTag));
-        QByteArray lTags;
-        for (const QByteArray& lLine : gfBody(lPath).mid(lStart).split('\n'))
-            lTags += lLine.right(1);
-        return lTags;
-    };
-    QCOMPARE(lWritten(), QByteArray("123"));
-    lLogger.mpSetLevel(Diag);
-    QCOMPARE(lWritten(), QByteArray("0123"));
-    lLogger.mpIncludeClass(1);
-    lLogger.mpIncludeClass(3);
-    QCOMPARE(lWritten(), QByteArray("13"));
-    lLogger.mpExcludeClass(3); // exclusion wins
-    QCOMPARE(lWritten(), QByteArray("1"));
-    lLogger.mpRemoveIncludedClass(1);
-    lLogger.mpRemoveIncludedClass(3);
-    QCOMPARE(lWritten(), QByteArray("012"));
-    lLogger.mpRemoveExcludedClass(3);
-    QCOMPARE(lWritten(), QByteArray("0123"));
-}
-
-void tst_LoggerFile::shortFormFromEnvironment_data()
-{
-    QTest::addColumn<QByteArray>("name");
-    QTest::addColumn<bool>("simple");
-    QTest::newRow("set") << QByteArray("IC_SIMPLE_LOGGING") << true;
-    QTest::newRow("longer, any case") << QByteArray("ic_Simple_LoggingX") << true;
-    QTest::newRow("prefixed") << QByteArray("X_IC_SIMPLE_LOGGING") << false;
-}
-
-void tst_LoggerFile::shortFormFromEnvironment()
-{
-    QFETCH(QByteArray, name);
-    QFETCH(bool, simple);
-    const QString lPath = mfPath(QStringLiteral("env.log"));
-    QVERIFY(qputenv(name.constData(), "0"));
-    {
-        ICLoggerFile lLogger(lPath, Debug, 0, 0, false);
-        qunsetenv(name.constData());
-        gpLog(lLogger, 1, 1);
-    }
-    QCOMPARE(gfBody(lPath), simple ? gfLines(1, 1).remove(4, 58) : gfLines(1, 1));
-}
-
-void tst_LoggerFile::rotation_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QList<int>>("setup"); // kB, backups, append, via setters, last item
-    QTest::addColumn<Files>("files");
-    QTest::newRow("three backups, oldest dropped") << "service.log" << QList<int>{1, 3, 0, 0, 44}
-                                                   << Files{{"service.log", {40, 44, 0}},
-                                                            {"service_1.log", {30, 39, 1}},
-                                                            {"service_2.log", {20, 29, 1}},
-                                                            {"service_3.log", {10, 19, 1}}};
-    QTest::newRow("dotted name, appending, one backup")
-        << "app.trace.txt" << QList<int>{1, 1, 1, 1, 24}
-        << Files{{"app.trace.txt", {20, 24, 0}}, {"app_1.trace.txt", {10, 19, 1}}};
-    QTest::newRow("no backup: emptied, no notice")
-        << "single.log" << QList<int>{1, 0, 0, 1, 22} << Files{{"single.log", {20, 22, 0}}};
-    // kB * 1024 in 32 bits: 4194304 kB wraps to no limit, 4194305 kB to 1 kB.
-    QTest::newRow("4194304 kB") << "wrap.log" << QList<int>{4194304, 1, 0, 1, 20}
-                                << Files{{"wrap.log", {0, 20, 0}}};
-    QTest::newRow("4194305 kB") << "wrap.log" << QList<int>{4194305, 1, 0, 0, 10}
-                                << Files{{"wrap.log", {10, 10, 0}}, {"wrap_1.log", {0, 9, 1}}};
-}
-
-void tst_LoggerFile::rotation()
-{
-    QFETCH(QString, name);
-    QFETCH(QList<int>, setup);
-    QFETCH(Files, files);
-    {
-        const bool lSetters = setup[3];
-        ICLoggerFile lLogger(mfPath(name), Debug, lSetters ? 0 : setup[0], lSetters ? 0 : setup[1],
-                             setup[2]);
-        if (lSetters) {
-            lLogger.mpSetMaxFileSize(setup[0]);
-            lLogger.mpSetMaxBackupFiles(setup[1]);
-        }
-        gpLog(lLogger, 0, setup[4]);
-    }
-    QCOMPARE(mfFiles(), QStringList(files.keys()));
-    for (auto lFile = files.cbegin(); lFile != files.cend(); ++lFile)
-        QCOMPARE(gfBody(mfPath(lFile.key())),
-                 gfLines(lFile->at(0), lFile->at(1)) + (lFile->at(2) ? sNotice : QByteArray()));
-}
-
-void tst_LoggerFile::appendAndUnwritable()
-{
-    // Appending continues a file without a new header; an empty one still gets it.
-    const QString lPath = mfPath(QStringLiteral("append.log"));
-    QVERIFY(QFile(lPath).open(QIODevice::WriteOnly));
-    for (int i = 0; i < 2; ++i) {
-        ICLoggerFile lLogger(lPath, Debug, 0, 0, true);
-        gpLog(lLogger, i, i);
-    }
-    QCOMPARE(gfBody(lPath), gfLines(0, 1));
-    {
-        ICLoggerFile lTruncating(lPath, Debug, 0, 0, false);
-        gpLog(lTruncating, 2, 2);
-        lTruncating.mpSlotFinalize(); // nothing is written after finalisation
-        gpLog(lTruncating, 3, 3);
-    }
-    QCOMPARE(gfBody(lPath), gfLines(2, 2));
-    // Neither a missing directory nor a directory in place of the file is
-    // written into, and no backup is made.
-    QVERIFY(QDir().mkpath(mfPath(QStringLiteral("directory"))));
-    for (const char* lName : {"missing/service.log", "directory"}) {
-        ICLoggerFile lLogger(mfPath(QLatin1String(lName)), Debug, 1, 2, false);
-        gpLog(lLogger, 0, 19);
-    }
-    QCOMPARE(mfFiles(), QStringList({"append.log"}));
-    QVERIFY(QDir(mfPath(QStringLiteral("directory"))).isEmpty());
-    // Without a name the file is iclogger<time>.log in the working directory.
-    const QString lPrevious = QDir::currentPath();
-    QVERIFY(QDir::setCurrent(mvDir->path()));
-    delete new ICLoggerFile(QString(), Debug, 0, 0, false);
-    QDir::setCurrent(lPrevious);
-    QCOMPARE(mfFiles().filter(QRegularExpression("^iclogger\\d\\d_\\d\\d_\\d\\d\\.log$")).size(),
-             1);
-}
-
-void tst_LoggerFile::streamHandleNeverRotates()
-{
-    const QString lPath = mfPath(QStringLiteral("handle.log"));
-    FILE* lHandle = std::fopen(QFile::encodeName(lPath).constData(), "w");
-    QVERIFY(lHandle);
-    {
-        ICLoggerFile lLogger(lHandle, QStringLiteral("stdout"), Debug);
-        lLogger.mpSetMaxFileSize(1);
-        lLogger.mpSetMaxBackupFiles(3);
-        gpLog(lLogger, 0, 29);
-    }
-    // The handle is still open and ours.
-    QVERIFY(std::fputs("after\n", lHandle) >= 0);
-    std::fclose(lHandle);
-    QCOMPARE(gfBody(lPath), gfLines(0, 29) + "after\n");
-    QCOMPARE(mfFiles(), QStringList({"handle.log"}));
-}
 
 QTEST_GUILESS_MAIN(tst_LoggerFile)
 #include "tst_loggerfile.moc"
