@@ -61,6 +61,10 @@ string(SUBSTRING "${_beamora_build_hash}" 0 10 _beamora_build_hash)
 set(BEAMORA_TEST_TMPDIR_ROOT "/tmp/beamora-tests-${_beamora_build_hash}" CACHE PATH
     "Short directory under which each test gets its own TMPDIR")
 
+# Message buses that do not exist, set for every test: a test never meets the
+# real system or session bus unless it starts private ones.
+set(BEAMORA_TEST_NO_BUSES "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system_bus_socket;DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/session_bus_socket")
+
 # beamora_add_test(<name> SOURCES ... [LIBS ...] [ENVIRONMENT ...] [TIMEOUT s])
 # A Qt Test program registered with CTest. Each test runs headless with a
 # TMPDIR of its own, so local sockets and files never meet another test's or
@@ -81,7 +85,7 @@ function(beamora_add_test name)
         COMMAND sh -c "mkdir -p \"$TMPDIR\" && exec \"$0\" \"$@\"" $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${ARG_TIMEOUT}
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;TMPDIR=${tmp};${ARG_ENVIRONMENT}")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;TMPDIR=${tmp};${BEAMORA_TEST_NO_BUSES};${ARG_ENVIRONMENT}")
 endfunction()
 
 # Installs the CMake package that lets other projects find_package(Beamora).

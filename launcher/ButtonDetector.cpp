@@ -57,6 +57,12 @@ void ButtonDetector::run()
     const QString lVolumeLabel = QStringLiteral("Beamora_for_Linux");
     QString lApplicationPath;
 
+    const QString lSources = gfGetSessionLockSources();
+    gpLog(Debug, lSources.isEmpty()
+                     ? QStringLiteral("No session lock state on this desktop: the session counts "
+                                      "as active.")
+                     : QStringLiteral("Session lock state from %1.").arg(lSources));
+
     while (!mvStopRequested.load()) {
         const bool lOnInputDesktop = !gfIsSessionBlocked();
         if (lOnInputDesktop != mvOnInputDesktop) {

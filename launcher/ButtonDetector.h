@@ -13,7 +13,8 @@
 // the main thread. Starting state: button absent, on the input desktop, so a
 // button plugged in before the start is reported by the first cycle.
 //
-// Each cycle asks the session probe first. While the session is blocked the
+// At start it logs, once, where the session's lock state comes from. Each
+// cycle asks the session probe first. While the session is blocked the
 // thread sleeps 2000 ms without looking at USB, so a button pulled meanwhile is
 // noticed only after the session returns. Otherwise it polls USB (the kernel's
 // USB-storage listing, or the sysfs device attributes on kernels without that

@@ -36,14 +36,15 @@ public:
     QString mfGuard() const { return mfPath("runtime/beamoralauncher_alice"); }
     QString mfServiceLogPath() const { return mfPath("data/Lumora/Beamora Launcher/service.log"); }
 
-    // Only the sanitizer settings, PATH and the test's own TMPDIR come from the
-    // real session.
     QProcessEnvironment mfEnvironment(const char* aUser = "alice") const
     {
         QProcessEnvironment lEnvironment;
         const QProcessEnvironment lOwn = QProcessEnvironment::systemEnvironment();
+        // Sanitizer settings, the test's own TMPDIR and its (absent) message
+        // buses carry over; nothing else of the real session does.
         for (const QString& lName : lOwn.keys()) {
-            if (lName.endsWith("SAN_OPTIONS") || lName == "TMPDIR" || lName == "PATH")
+            if (lName.endsWith("SAN_OPTIONS") || lName == "TMPDIR" || lName == "PATH" ||
+                lName.startsWith("DBUS_"))
                 lEnvironment.insert(lName, lOwn.value(lName));
         }
         const QString lSettings = QStringLiteral(

@@ -3,6 +3,7 @@
 // that records how it was started and what it received, and real local
 // channels between the processes.
 #include "LauncherUnderTest.h"
+#include "SessionBuses.h"
 
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -133,6 +134,33 @@ private Q_SLOTS:
         const int lSecondRemoval = lLauncher.mfIndexOf(sRemoved, lLauncher.mfIndexOf(sRemoved) + 1);
         QVERIFY(lSecondRemoval > 0);
         QVERIFY(lLauncher.mfIndexOf(sExiting) > lSecondRemoval);
+    }
+
+    // Ubuntu's GNOME session, where only logind knows of the lock: the
+    // button is in all along, the launch waits for the unlock.
+    void sessionLockDelaysTheLaunchUntilUnlock()
+    {
+        LauncherWorld lWorld;
+        SessionBuses lBuses;
+        QVERIFY(lBuses.mfIsValid());
+        QVERIFY(lBuses.mfSet("LockedHint true"));
+        QProcessEnvironment lEnvironment = lWorld.mfEnvironment();
+        lEnvironment.insert(lBuses.mfBuses());
+        lEnvironment.insert("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
+        lEnvironment.insert("GDMSESSION", "ubuntu");
+        lWorld.mpPlugButton();
+        LauncherProcess lLauncher(lEnvironment, {});
+        const QString lLocked = "The executable is not running on the input desktop.";
+        QVERIFY(lLauncher.mfWaitFor(lLocked));
+        QCOMPARE(lLauncher.mfPrefixOf(lLocked), "Debug");
+        QCOMPARE(lLauncher.mfIndexOf("Session lock state from logind."),
+                 lLauncher.mfIndexOf(lLocked) - 1);
+
+        QVERIFY(lBuses.mfSet("LockedHint false"));
+        QVERIFY(lWorld.mfWaitForRecord(sListening));
+        QVERIFY(lLauncher.mfWaitFor(sLaunching));
+        QVERIFY(lLauncher.mfIndexOf(sLaunching) >
+                lLauncher.mfIndexOf("The executable is running on the input desktop."));
     }
 
     void runningButtonManagerSuppressesLaunchButNotExit()

@@ -2,8 +2,12 @@
 
 #include "ICLoggerModel.h"
 #include "UBXDesktopEnvironment.h"
+#include "UBXLogindSession_p.h"
 #include "UBXPlatformSupport_p.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusReply>
 #include <QDir>
 #include <QFileInfo>
 #include <QStringList>
@@ -52,12 +56,31 @@ bool gfIsUnitySessionBlocked()
     return lLocked.contains(QLatin1String("true"));
 }
 
+// GNOME Shell answers the screen saver's question itself on the session bus;
+// no answer within 1 s counts as active.
+bool gfIsShellScreenSaverActive()
+{
+    const QDBusMessage lCall = QDBusMessage::createMethodCall(
+        QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("/org/gnome/ScreenSaver"),
+        QStringLiteral("org.gnome.ScreenSaver"), QStringLiteral("GetActive"));
+    const QDBusReply<bool> lReply = QDBusConnection::sessionBus().call(lCall, QDBus::Block, 1000);
+    return !lReply.isValid() || lReply.value();
+}
+
 bool gfIsGnomeSessionBlocked()
 {
-    const QString lScreenSaver =
-        gfRunShellCommand(QStringLiteral("gnome-screensaver-command -q"), 30000);
-    if (!lScreenSaver.contains(QLatin1String("inactive")))
+    // The shell's exit status for a command it cannot find.
+    constexpr qint32 sCommandNotFound = 127;
+    const UBXProcessResult lQuery =
+        gfRunProcess(QStringLiteral("sh"),
+                     {QStringLiteral("-c"), QStringLiteral("gnome-screensaver-command -q")}, 30000);
+    // Today's GNOME ships no such tool; its shell then answers instead.
+    if (lQuery.mvFinished && lQuery.mvExitCode == sCommandNotFound) {
+        if (gfIsShellScreenSaverActive())
+            return true;
+    } else if (!gfTextUpToZero(lQuery.mvStandardOutput).contains(QLatin1String("inactive"))) {
         return true;
+    }
     // The reply is a one-element tuple holding a uint32 variant, "(<uint32 0>,)";
     // 0 is "available", every other presence (invisible, busy, idle) blocks.
     QString lPresence = gfRunShellCommand(
@@ -69,6 +92,13 @@ bool gfIsGnomeSessionBlocked()
     lPresence.remove(QStringLiteral("(<uint32 "), Qt::CaseSensitive);
     lPresence.remove(QStringLiteral(">,)"), Qt::CaseSensitive);
     return lPresence.toInt(nullptr, 10) != 0;
+}
+
+// This process's session as logind knows it, looked up by the first caller.
+const UBXLogindSession& gfLogindSession()
+{
+    static const UBXLogindSession sSession;
+    return sSession;
 }
 
 // The value after the last colon of a "Key: value" line.
@@ -85,14 +115,31 @@ QString gfGetUserName()
 
 bool gfIsSessionBlocked()
 {
+    bool lBlocked = false;
     switch (gfGetDesktopEnvironment()) {
     case DesktopEnvironment::Unity:
-        return gfIsUnitySessionBlocked();
+        lBlocked = gfIsUnitySessionBlocked();
+        break;
     case DesktopEnvironment::GNome:
-        return gfIsGnomeSessionBlocked();
+        lBlocked = gfIsGnomeSessionBlocked();
+        break;
     default:
-        return false;
+        break;
     }
+    // The desktop's answer stands as it is; logind can only add a block, and
+    // is not asked when the desktop has already found one.
+    bool lLogindBlocked = false;
+    return lBlocked || (gfLogindSession().mfReadBlocked(lLogindBlocked) && lLogindBlocked);
+}
+
+QString gfGetSessionLockSources()
+{
+    const bool lDesktop = gfGetDesktopEnvironment() == DesktopEnvironment::Unity ||
+                          gfGetDesktopEnvironment() == DesktopEnvironment::GNome;
+    if (gfLogindSession().mfIsFound())
+        return lDesktop ? QStringLiteral("logind and the desktop's screen saver")
+                        : QStringLiteral("logind");
+    return lDesktop ? QStringLiteral("the desktop's screen saver") : QString();
 }
 
 bool gpDetectDevice(const QString& aVendorName, const QString& aVendorId,

@@ -1,5 +1,6 @@
 #include "FakeDesktopTools.h"
 #include "LogCapture.h"
+#include "SessionBuses.h"
 #include "TestFiles.h"
 #include "UBXSystemProbes.h"
 
@@ -37,6 +38,7 @@ bool gfIsRunning(const QString& aPid)
 }
 
 const char* const sProbeArgument = "--probe-listing";
+const char* const sSessionArgument = "--probe-session";
 
 // Child mode: one scan of the listing directory, reported on standard output
 // as the answer and the items it logged.
@@ -155,6 +157,60 @@ private Q_SLOTS:
         QCOMPARE(lPids.size(), 2);
         for (const QString& lPid : lPids)
             QTRY_VERIFY_WITH_TIMEOUT(!gfIsRunning(lPid), 10000);
+    }
+
+    // In a child process each, since the logind session is looked up once per
+    // process. GNOME lacks its screen-saver tool; its presence is "available".
+    void sessionBuses_data()
+    {
+        QTest::addColumn<QByteArray>("gdmSession");
+        QTest::addColumn<QByteArray>("sessionId");
+        QTest::addColumn<QString>("bus"); // the private bus the child is given
+        QTest::addColumn<QByteArray>("state");
+        QTest::addColumn<bool>("blocked");
+        const QString lSystem = QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS");
+        const QString lSession = QStringLiteral("DBUS_SESSION_BUS_ADDRESS");
+        QTest::newRow("ubuntu, unlocked")
+            << QByteArray("ubuntu") << QByteArray("1") << lSystem << QByteArray() << false;
+        QTest::newRow("ubuntu, locked") << QByteArray("ubuntu") << QByteArray("1") << lSystem
+                                        << QByteArray("LockedHint true") << true;
+        QTest::newRow("gnome-xorg, inactive, found by process")
+            << QByteArray("gnome-xorg") << QByteArray() << lSystem << QByteArray("Active false")
+            << true;
+        QTest::newRow("no such session id") << QByteArray("ubuntu") << QByteArray("7") << lSystem
+                                            << QByteArray("LockedHint true") << false;
+        QTest::newRow("gnome, tool missing, shell free")
+            << QByteArray("gnome") << QByteArray("1") << lSession << QByteArray() << false;
+        QTest::newRow("gnome, tool missing, shell active")
+            << QByteArray("gnome") << QByteArray("1") << lSession
+            << QByteArray("ScreenSaverActive true") << true;
+    }
+
+    void sessionBuses()
+    {
+        QFETCH(QByteArray, gdmSession);
+        QFETCH(QByteArray, sessionId);
+        QFETCH(QString, bus);
+        QFETCH(QByteArray, state);
+        QFETCH(bool, blocked);
+        SessionBuses lBuses;
+        QVERIFY(lBuses.mfIsValid());
+        QVERIFY(state.isEmpty() || lBuses.mfSet(state));
+        FakeDesktopTools lTools; // after the buses: it takes dbus-daemon off PATH
+        QVERIFY(lTools.mfIsValid());
+        QVERIFY(QFile::remove(lTools.mfPath("gnome-screensaver-command")));
+        QVERIFY(lTools.mfWrite(QStringLiteral("org.gnome.SessionManager.reply"), "(<uint32 0>,)"));
+
+        QProcessEnvironment lEnvironment = QProcessEnvironment::systemEnvironment();
+        lEnvironment.insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("ubuntu:GNOME"));
+        lEnvironment.insert(QStringLiteral("GDMSESSION"), QString::fromLatin1(gdmSession));
+        lEnvironment.insert(QStringLiteral("XDG_SESSION_ID"), QString::fromLatin1(sessionId));
+        lEnvironment.insert(bus, lBuses.mfBuses().value(bus));
+        QProcess lChild;
+        lChild.setProcessEnvironment(lEnvironment);
+        lChild.start(QCoreApplication::applicationFilePath(), {QLatin1String(sSessionArgument)});
+        QVERIFY(lChild.waitForFinished(30000));
+        QCOMPARE(lChild.readAllStandardOutput(), QByteArray(blocked ? "blocked\n" : "free\n"));
     }
 
     void usbListing_data()
@@ -301,6 +357,8 @@ int main(int argc, char* argv[])
     QCoreApplication lApplication(argc, argv);
     if (argc == 3 && qstrcmp(argv[1], sProbeArgument) == 0)
         return gfProbeListing(QString::fromLocal8Bit(argv[2]));
+    if (argc == 2 && qstrcmp(argv[1], sSessionArgument) == 0)
+        return std::puts(gfIsSessionBlocked() ? "blocked" : "free") < 0;
     tst_UBXSystemProbes lTest;
     return QTest::qExec(&lTest, argc, argv);
 }

@@ -1,0 +1,60 @@
+#include "UBXUtils.h"
+
+#include <QtTest>
+
+class tst_UBXUtils : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void alpha()
+    {
+        QImage lImage(5, 3, QImage::Format_ARGB32);
+        lImage.fill(Qt::transparent);
+        QVERIFY(!gfHasNonEmptyAlphaChannel(&lImage));
+        lImage.setPixel(4, 2, qRgba(0, 0, 0, 1));
+        QVERIFY(gfHasNonEmptyAlphaChannel(&lImage));
+        lImage = QImage(5, 3, QImage::Format_RGB888); // as 4-byte pixels it would show alpha
+        lImage.fill(Qt::white);
+        QVERIFY(!gfHasNonEmptyAlphaChannel(&lImage));
+    }
+
+    // A uniform image keeps its interior (up to truncation); pixels within the
+    // radius of the top, right and bottom edges and within radius + 1 of the
+    // left one (column 0 never contributes) darken. The half-cell centre
+    // spreads a lone pixel equally onto itself and the pixel up left of it.
+    void blur()
+    {
+        for (int lRadius : {0, 2}) {
+            QImage lImage(12, 9, QImage::Format_ARGB32);
+            lImage.fill(qRgba(200, 100, 50, 255));
+            gfBlurImage(&lImage, lRadius);
+            for (int lY = 0; lY < 9; ++lY)
+                for (int lX = 0; lX < 12; ++lX) {
+                    const QRgb lPixel = lImage.pixel(lX, lY);
+                    const bool lEdge = lRadius > 0 && (lX <= lRadius || lX >= 12 - lRadius ||
+                                                       lY < lRadius || lY >= 9 - lRadius);
+                    QCOMPARE(qAlpha(lPixel) < 254 && qRed(lPixel) < 199, lEdge);
+                }
+        }
+        QImage lImage(9, 9, QImage::Format_ARGB32);
+        lImage.fill(0);
+        lImage.setPixel(4, 4, qRgba(255, 255, 255, 255));
+        gfBlurImage(&lImage, 1);
+        QVERIFY(lImage.pixel(3, 3) == lImage.pixel(4, 4) &&
+                lImage.pixel(5, 5) < lImage.pixel(4, 4));
+    }
+
+    void packingAndRounding()
+    {
+        uchar lBytes[8];
+        gpWrite32BE(lBytes, 0x01020304);
+        gpWrite32BE(lBytes + 4, gfRead16BE(lBytes + 2) + 0xF0000000u);
+        QCOMPARE(gfRead64BE(lBytes), Q_UINT64_C(0x01020304F0000304));
+        QCOMPARE(gfRoundUpToMultiple(10, 4) + gfRoundUpToMultiple(12, 4), 24u);
+        QCOMPARE(gfRoundDownToMultiple(10, 4), 8u);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_UBXUtils)
+#include "tst_UBXUtils.moc"

@@ -1,0 +1,101 @@
+// Two private message buses with the session services the launcher asks: the
+// first, standing for the system bus, carries logind with session "1" (found
+// by that id or by any process id); the second, for the session bus, GNOME
+// Shell's screen saver. Prints the two DBUS_..._BUS_ADDRESS=<address> lines,
+// then applies lines "<name> true|false" from standard input (LockedHint,
+// Active, ScreenSaverActive), answering "ok" to each. Ends, taking its buses
+// with it, when standard input closes.
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusObjectPath>
+#include <QDir>
+#include <QProcess>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+// The session's state, as logind (its manager and the session) and the
+// screen saver tell it.
+class FakeSessionState : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Session")
+    Q_PROPERTY(bool Active MEMBER mvActive)
+    Q_PROPERTY(bool LockedHint MEMBER mvLockedHint)
+    Q_PROPERTY(bool ScreenSaverActive MEMBER mvScreenSaverActive SCRIPTABLE false)
+public Q_SLOTS:
+    bool GetActive() { return mvScreenSaverActive; }
+    QDBusObjectPath GetSession(const QString& aId)
+    {
+        if (aId != QLatin1String("1"))
+            sendErrorReply(QStringLiteral("org.freedesktop.login1.NoSuchSession"), aId);
+        return QDBusObjectPath("/org/freedesktop/login1/session/_31");
+    }
+    QDBusObjectPath GetSessionByPID(uint) { return GetSession(QStringLiteral("1")); }
+
+private:
+    bool mvActive = true;
+    bool mvLockedHint = false;
+    bool mvScreenSaverActive = false;
+};
+
+// Starts a dbus-daemon that dies with this process; its address, or empty.
+QString gfStartBus(QProcess& aDaemon)
+{
+    aDaemon.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    aDaemon.start(QStringLiteral("dbus-daemon"),
+                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                   QStringLiteral("--print-address"),
+                   QStringLiteral("--address=unix:dir=") + QDir::tempPath()});
+    aDaemon.waitForReadyRead(30000);
+    return QString::fromLatin1(aDaemon.readLine().trimmed());
+}
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication lApplication(argc, argv);
+    QProcess lSystemDaemon, lSessionDaemon;
+    const QString lAddresses[] = {gfStartBus(lSystemDaemon), gfStartBus(lSessionDaemon)};
+    QDBusConnection lSystem =
+        QDBusConnection::connectToBus(lAddresses[0], QStringLiteral("system"));
+    QDBusConnection lSession =
+        QDBusConnection::connectToBus(lAddresses[1], QStringLiteral("session"));
+    FakeSessionState lState;
+    if (!lSystem.registerObject(QStringLiteral("/org/freedesktop/login1"),
+                                QStringLiteral("org.freedesktop.login1.Manager"), &lState,
+                                QDBusConnection::ExportAllSlots) ||
+        !lSystem.registerObject(QStringLiteral("/org/freedesktop/login1/session/_31"), &lState,
+                                QDBusConnection::ExportScriptableProperties) ||
+        !lSystem.registerService(QStringLiteral("org.freedesktop.login1")) ||
+        !lSession.registerObject(QStringLiteral("/org/gnome/ScreenSaver"),
+                                 QStringLiteral("org.gnome.ScreenSaver"), &lState,
+                                 QDBusConnection::ExportAllSlots) ||
+        !lSession.registerService(QStringLiteral("org.gnome.ScreenSaver")))
+        return 1;
+    std::printf("DBUS_SYSTEM_BUS_ADDRESS=%s\nDBUS_SESSION_BUS_ADDRESS=%s\n",
+                qPrintable(lAddresses[0]), qPrintable(lAddresses[1]));
+    std::fflush(stdout);
+
+    QSocketNotifier lInput(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&lInput, &QSocketNotifier::activated, [&] {
+        char lLine[128];
+        if (!std::fgets(lLine, sizeof lLine, stdin))
+            return QCoreApplication::quit();
+        const QList<QByteArray> lWords = QByteArray(lLine).simplified().split(' ');
+        const bool lApplied = lWords.size() == 2 &&
+                              lState.setProperty(lWords.at(0).constData(), lWords.at(1) == "true");
+        std::puts(lApplied ? "ok" : "unknown");
+        std::fflush(stdout);
+    });
+    const int lStatus = QCoreApplication::exec();
+    for (QProcess* lDaemon : {&lSystemDaemon, &lSessionDaemon}) {
+        lDaemon->kill();
+        lDaemon->waitForFinished();
+    }
+    return lStatus;
+}
+#include "FakeSessionServices.moc"
