@@ -28,13 +28,6 @@ public:
         QMutexLocker lLocker(&mvObserver->mvMutex);
         return mvObserver->mvItems;
     }
-    QStringList mfTexts() const
-    {
-        QStringList lTexts;
-        for (const ICLoggerItem& lItem : mfItems())
-            lTexts << lItem.mfGetText();
-        return lTexts;
-    }
     // The texts logged at that level, in order.
     QStringList mfTexts(qint32 aLevel) const
     {

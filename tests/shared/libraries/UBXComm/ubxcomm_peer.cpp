@@ -1,6 +1,4 @@
-// The other process of the channel tests. Usage: ubxcomm_peer ROLE NAME [SCENARIO]
-//   frames NAME SCENARIO  connect a plain socket and write the SCENARIO's bytes
-//                         in pieces, waiting for the test's ack after each
+// The other process of the channel tests. Usage: ubxcomm_peer ROLE NAME [N]
 //   auto NAME             open NAME in automatic mode, expect to be the client,
 //                         send "hello" and wait for "bye"
 //   serve NAME            open NAME in automatic mode, expect to be the server,
@@ -11,11 +9,8 @@
 // The verdict is the exit code (PeerProtocol::ExitCode).
 #include "PeerProtocol.h"
 #include "UBXLocalCommunication.h"
-#include "UBXLocalSocketConnectionIODevice.h"
-#include "UBXMessageStream.h"
 
 #include <QCoreApplication>
-#include <QLocalSocket>
 #include <QTimer>
 
 #include <cstdio>
@@ -24,71 +19,6 @@
 using namespace PeerProtocol;
 
 namespace {
-
-class FramesPeer
-{
-public:
-    bool mfConnect(const QString& aName)
-    {
-        mvSocket.connectToServer(aName);
-        return mvSocket.waitForConnected(cTimeoutMs);
-    }
-
-    // Writes the bytes as one piece and waits for the test to acknowledge it.
-    bool mfPiece(const QByteArray& aBytes)
-    {
-        mvSocket.write(aBytes);
-        return mfAwaitAck();
-    }
-
-    bool mfAwaitAck()
-    {
-        while (mvSocket.bytesToWrite() > 0) {
-            if (!mvSocket.waitForBytesWritten(cTimeoutMs))
-                return false;
-        }
-        while (mvSocket.bytesAvailable() < 1) {
-            if (!mvSocket.waitForReadyRead(cTimeoutMs))
-                return false;
-        }
-        char lAck = 0;
-        return mvSocket.getChar(&lAck) && lAck == cAck;
-    }
-
-    QLocalSocket& mfSocket() { return mvSocket; }
-
-private:
-    QLocalSocket mvSocket;
-};
-
-int gfRunFrames(const QString& aName, const QString& aScenario)
-{
-    FramesPeer lPeer;
-    if (!lPeer.mfConnect(aName))
-        return ExitNoConnection;
-    bool lAcked = true;
-    if (aScenario == QLatin1String("together")) {
-        lAcked = lPeer.mfPiece(gfFrame("first") + gfFrame("second"));
-    } else if (aScenario == QLatin1String("stopafter")) {
-        lAcked = lPeer.mfPiece(gfFrame("one") + gfFrame("two"));
-    } else if (aScenario == QLatin1String("pieces")) {
-        const QByteArray lFrame = gfFrame(gfSplitPayload());
-        for (qsizetype lAt = 0; lAcked && lAt < lFrame.size(); lAt += lAt < 2 ? 1 : 100)
-            lAcked = lPeer.mfPiece(lFrame.mid(lAt, lAt < 2 ? 1 : 100));
-    } else if (aScenario == QLatin1String("zero")) {
-        lAcked = lPeer.mfPiece(QByteArray(2, '\0') + gfZeroBlockTrailer() +
-                               gfFrame(gfZeroBlockFollower())) &&
-                 lPeer.mfPiece(gfFrame("after"));
-    } else if (aScenario == QLatin1String("oversize")) {
-        UBXLocalSocketConnectionIODevice lDevice(&lPeer.mfSocket());
-        auto* lStream = new UBXMessageStream(&lDevice);
-        lStream->gpSendMessage(QString(70000, QLatin1Char('A')));
-        lAcked = lPeer.mfAwaitAck();
-    } else {
-        return ExitUsage;
-    }
-    return lAcked ? ExitOk : ExitNoAck;
-}
 
 // Runs the event loop until aExpected arrives (ExitOk) or the time-out.
 int gfRunUntil(UBXLocalCommunication& aChannel, const QString& aExpected)
@@ -116,9 +46,6 @@ int main(int argc, char** argv)
         return ExitUsage;
     const QString lRole = lArguments.at(1);
     const QString lName = lArguments.at(2);
-
-    if (lRole == QLatin1String("frames") && lArguments.size() == 4)
-        return gfRunFrames(lName, lArguments.at(3));
 
     if (lRole == QLatin1String("sendexit")) {
         auto lChannel = std::make_unique<UBXLocalCommunication>(lName);

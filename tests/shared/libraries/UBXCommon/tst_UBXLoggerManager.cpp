@@ -2,8 +2,6 @@
 #include "LogCapture.h"
 #include "UBXLoggerManager.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -15,27 +13,25 @@ namespace {
 class StdoutCapture
 {
 public:
-    StdoutCapture() : mvSaved(::dup(STDOUT_FILENO))
+    StdoutCapture() : mvSaved(::dup(STDOUT_FILENO)), mvFile(std::tmpfile())
     {
         std::fflush(stdout);
-        mvFile = std::tmpfile();
         ::dup2(::fileno(mvFile), STDOUT_FILENO);
     }
     ~StdoutCapture() { mfText(); }
     QByteArray mfText()
     {
-        if (mvSaved < 0)
-            return mvText;
-        std::fflush(stdout);
-        ::dup2(mvSaved, STDOUT_FILENO);
-        ::close(mvSaved);
-        mvSaved = -1;
-        std::rewind(mvFile);
-        char lBuffer[4096];
-        size_t lRead;
-        while ((lRead = std::fread(lBuffer, 1, sizeof lBuffer, mvFile)) > 0)
-            mvText.append(lBuffer, static_cast<int>(lRead));
-        std::fclose(mvFile);
+        if (mvSaved >= 0) {
+            std::fflush(stdout);
+            ::dup2(mvSaved, STDOUT_FILENO);
+            ::close(mvSaved);
+            mvSaved = -1;
+            std::rewind(mvFile);
+            char lBuffer[4096];
+            while (size_t lRead = std::fread(lBuffer, 1, sizeof lBuffer, mvFile))
+                mvText.append(lBuffer, static_cast<qsizetype>(lRead));
+            std::fclose(mvFile);
+        }
         return mvText;
     }
 
@@ -44,114 +40,87 @@ private:
     FILE* mvFile;
     QByteArray mvText;
 };
+
+const QByteArray sFilePassed = "The 'filelogging' command line parameter was passed.\n";
+const QByteArray sNamePassed = "The 'logfile' command line parameter was passed.";
 } // namespace
 
 class tst_UBXLoggerManager : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init()
-    {
-        QVERIFY(mvDirectory.isValid());
-        QVERIFY(QDir::setCurrent(mvDirectory.path()));
-    }
+    void init() { QVERIFY(mvDirectory.isValid() && QDir::setCurrent(mvDirectory.path())); }
 
-    void withoutSwitchesNothingIsEnabledOrPrinted()
-    {
-        StdoutCapture lOutput;
-        UBXLoggerManager lManager({QStringLiteral("launcher"), QStringLiteral("-other")});
-        QCOMPARE(lOutput.mfText(), QByteArray());
-        QCOMPARE(lManager.mfGetLevel(), 2);
-        QVERIFY(!lManager.mfIsLoggingEnabled());
-        QVERIFY(!lManager.mfIsConsoleLogging());
-        QVERIFY(!lManager.mfIsSysLogging());
-        QString lName;
-        QVERIFY(!lManager.mfGetLogFileName(lName));
-        QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), 5);
-    }
-
-    void switchMessagesKeepTheirLineEnds()
-    {
-        StdoutCapture lOutput;
-        UBXLoggerManager lManager({QStringLiteral("-debuglogging"), QStringLiteral("-filelogging"),
-                                   QStringLiteral("-logfile"), QStringLiteral("a.log"),
-                                   QStringLiteral("-consolelogging"),
-                                   QStringLiteral("-syslogging")});
-        QCOMPARE(lOutput.mfText(),
-                 QByteArray("The 'debuglogging' command line parameter was passed.\n"
-                            "The 'filelogging' command line parameter was passed.\n"
-                            "The 'logfile' command line parameter was passed."
-                            "The 'consolelogging' command line parameter was passed."
-                            "The 'syslogging' command line parameter was passed."));
-        QVERIFY(lManager.mfIsConsoleLogging());
-        QVERIFY(lManager.mfIsSysLogging());
-        QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), 0);
-    }
-
-    void logFileNameIsTakenInEitherOrder_data()
+    void switches_data()
     {
         QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("switch first") << QStringList{"-filelogging", "-logfile", "run.log"};
-        QTest::newRow("name first") << QStringList{"-logfile", "run.log", "-filelogging"};
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<qint32>("threshold");
+        QTest::addColumn<QString>("sinks"); // console, system log, file name
+        QTest::newRow("none") << QStringList{"launcher", "-other"} << QByteArray() << 5 << "";
+        QTest::newRow("all, messages keep their line ends")
+            << QStringList{"-debuglogging", "-filelogging",    "-logfile",
+                           "a.log",         "-consolelogging", "-syslogging"}
+            << "The 'debuglogging' command line parameter was passed.\n" + sFilePassed +
+                   sNamePassed +
+                   "The 'consolelogging' command line parameter was passed."
+                   "The 'syslogging' command line parameter was passed."
+            << 0 << "console sys a.log";
+        QTest::newRow("file switch first") << QStringList{"-filelogging", "-logfile", "run.log"}
+                                           << sFilePassed + sNamePassed << 2 << "run.log";
+        QTest::newRow("file name first") << QStringList{"-logfile", "run.log", "-filelogging"}
+                                         << sNamePassed + sFilePassed << 2 << "run.log";
+        QTest::newRow("file name missing")
+            << QStringList{"-filelogging", "-logfile"}
+            << sFilePassed + sNamePassed + "ERROR: Too few arguments while defining log file name\n"
+            << 2 << "baseunit.txt";
+        QTest::newRow("level applies to sinks named before it")
+            << QStringList{"-consolelogging", "-debuglogging"}
+            << QByteArray("The 'consolelogging' command line parameter was passed."
+                          "The 'debuglogging' command line parameter was passed.\n")
+            << 0 << "console";
     }
 
-    void logFileNameIsTakenInEitherOrder()
+    void switches()
     {
         QFETCH(QStringList, arguments);
-        StdoutCapture lOutput;
-        {
-            UBXLoggerManager lManager(arguments);
-            QString lName;
-            QVERIFY(lManager.mfGetLogFileName(lName));
-            QCOMPARE(lName, QStringLiteral("run.log"));
-            ICLoggerModel::instance()->mpLog(Info, QStringLiteral("into run.log"), 0);
-        }
-        QFile lFile(QStringLiteral("run.log"));
-        QVERIFY(lFile.open(QIODevice::ReadOnly));
-        const QByteArray lContent = lFile.readAll();
-        QVERIFY2(lContent.startsWith("===== Log format: 2.0 Log file started on "),
-                 lContent.constData());
-        QVERIFY2(lContent.contains("\t: into run.log\n"), lContent.constData());
-        QVERIFY(!QFile::exists(QStringLiteral("baseunit.txt")));
-        QVERIFY(QFile::remove(QStringLiteral("run.log")));
-    }
-
-    void logFileSwitchAsLastArgumentKeepsTheDefaultName()
-    {
-        StdoutCapture lOutput;
-        UBXLoggerManager lManager({QStringLiteral("-filelogging"), QStringLiteral("-logfile")});
-        QCOMPARE(lOutput.mfText(),
-                 QByteArray("The 'filelogging' command line parameter was passed.\n"
-                            "The 'logfile' command line parameter was passed."
-                            "ERROR: Too few arguments while defining log file name\n"));
+        QFETCH(QByteArray, output);
+        QFETCH(qint32, threshold);
+        QFETCH(QString, sinks);
         QString lName;
-        QVERIFY(lManager.mfGetLogFileName(lName));
-        QCOMPARE(lName, QStringLiteral("baseunit.txt"));
-        QVERIFY(QFile::exists(QStringLiteral("baseunit.txt")));
-        lManager.mpDisableFileLogging();
-        QVERIFY(QFile::remove(QStringLiteral("baseunit.txt")));
-    }
-
-    void levelSwitchAppliesToSinksNamedBeforeIt()
-    {
-        StdoutCapture lOutput;
-        UBXLoggerManager lManager(
-            {QStringLiteral("-consolelogging"), QStringLiteral("-debuglogging")});
-        QCOMPARE(lManager.mfGetLevel(), 0);
-        QVERIFY(ICLoggerModel::instance()->mfIsDebugEnabled());
+        {
+            StdoutCapture lOutput;
+            UBXLoggerManager lManager(arguments);
+            QCOMPARE(lOutput.mfText(), output);
+            QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), threshold);
+            QCOMPARE(lManager.mfIsLoggingEnabled(), !sinks.isEmpty());
+            QCOMPARE(lManager.mfIsConsoleLogging(), sinks.contains("console"));
+            QCOMPARE(lManager.mfIsSysLogging(), sinks.contains("sys"));
+            QCOMPARE(lManager.mfGetLogFileName(lName), sinks.contains('.'));
+            QCOMPARE(lName, sinks.section(' ', -1).contains('.') ? sinks.section(' ', -1) : "");
+            lManager.mpDisableConsoleLogging(); // keeps the item off the real outputs
+            lManager.mpDisableSysLogging();
+            ICLoggerModel::instance()->mpLog(Error, QStringLiteral("into the file"), 0);
+        }
+        QCOMPARE(QDir().entryList(QDir::Files),
+                 lName.isEmpty() ? QStringList() : QStringList(lName));
+        QFile lFile(lName);
+        QVERIFY(lName.isEmpty() || lFile.open(QIODevice::ReadOnly));
+        const QByteArray lContent = lFile.readAll();
+        QVERIFY(lName.isEmpty() ||
+                lContent.startsWith("===== Log format: 2.0 Log file started on "));
+        QVERIFY(lName.isEmpty() || lContent.endsWith("\t: into the file\n"));
+        QVERIFY(lName.isEmpty() || lFile.remove());
     }
 
     void levelChangesReachEverySinkAndDisabledSinksAreForgotten()
     {
         StdoutCapture lOutput;
-        UBXLoggerManager lManager(
-            {QStringLiteral("-consolelogging"), QStringLiteral("-syslogging")});
-        QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), 2);
+        UBXLoggerManager lManager({"-consolelogging", "-syslogging"});
         // Enabling again replaces the sink rather than adding a second one.
         lManager.mpEnableConsoleLogging();
         lManager.mpDisableSysLogging();
         QVERIFY(!lManager.mfIsSysLogging());
-        QVERIFY(lManager.mfIsLoggingEnabled());
         // Walks the remaining sinks only; a destroyed one would be touched here.
         lManager.mpSetLevel(Warn);
         QCOMPARE(ICLoggerModel::instance()->mfGetThreshold(), 3);
@@ -164,7 +133,6 @@ private Q_SLOTS:
 
     void qtMessagesBecomeLogItems()
     {
-        StdoutCapture lOutput;
         UBXLoggerManager lManager({});
         LogCapture lLog(Debug);
         qDebug("plain %d", 1);
@@ -172,9 +140,9 @@ private Q_SLOTS:
         qCritical("broken");
         qWarning("QGLShader::link: failed");
         qInfo("informational");
-        QCOMPARE(lLog.mfCount(QStringLiteral("[Qt] plain 1"), Debug), 1);
-        QCOMPARE(lLog.mfCount(QStringLiteral("[Qt] careful"), Warn), 1);
-        QCOMPARE(lLog.mfCount(QStringLiteral("[Qt] broken"), Fatal), 1);
+        QCOMPARE(lLog.mfCount("[Qt] plain 1", Debug), 1);
+        QCOMPARE(lLog.mfCount("[Qt] careful", Warn), 1);
+        QCOMPARE(lLog.mfCount("[Qt] broken", Fatal), 1);
         QCOMPARE(lLog.mfItems().size(), 3);
     }
 
