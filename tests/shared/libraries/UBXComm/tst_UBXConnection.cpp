@@ -75,7 +75,7 @@ private Q_SLOTS:
             lTransport.mpAppend(lRead);
         QTRY_COMPARE(lDelegate.mvReports, reports);
         QVERIFY(!lTransport.mfHasOverRead());
-        QCOMPARE(lLog.mfTexts()
+        QCOMPARE(lLog.mfTexts(Error)
                      .filter("Header indicates block of 5242881 bytes. Connection name: "
                              "<<t>>. Disconnecting...")
                      .size(),
@@ -91,8 +91,8 @@ private Q_SLOTS:
         Recorder lDelegate;
         UBXConnection lConnection(&lTransport, &lDelegate, QStringLiteral("quiet"), true);
         QTRY_COMPARE_WITH_TIMEOUT(lDelegate.mvLost, 2, 10000);
-        QCOMPARE(lLog.mfTexts().size(), 2);
-        QVERIFY(lLog.mfTexts().first().startsWith(
+        QCOMPARE(lLog.mfTexts(Warn).size(), 2);
+        QVERIFY(lLog.mfTexts(Warn).first().startsWith(
             "[UBXConnection::mpOnCheckAliveMessageTimeout] No 'Alive' message received on "
             "connection quiet for "));
         QVERIFY(lTransport.mfWritten().startsWith(QByteArray(gfHeader(0, 0) + gfHeader(0, 0))));
