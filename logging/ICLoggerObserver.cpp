@@ -2,8 +2,15 @@
 
 #include "ICLoggerModel.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QThread>
 #include <QTimer>
+
+namespace {
+// Posted to an idle observer when items are queued for it.
+const QEvent::Type sDeliverEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+} // namespace
 
 ICLoggerObserver::ICLoggerObserver(qint32 aLevel, const QString& aName)
     : mvLevel(aLevel), mvName(aName)
@@ -89,6 +96,57 @@ void ICLoggerObserver::mpRequestFinalization()
 
 void ICLoggerObserver::mpSlotPrepareForFinalization()
 {
+    // The model stopped queueing before it asked for this: whatever is left
+    // is written now, whether or not a wake-up is still on its way.
+    mpDeliverQueuedItems();
     if (mvThread)
         mvThread->quit();
+}
+
+void ICLoggerObserver::mpQueueItem(const ICLoggerItem& aItem)
+{
+    bool lWake;
+    {
+        QMutexLocker lLocker(&mvQueueMutex);
+        mvQueue.push_back(aItem);
+        lWake = !mvDeliveryPending;
+        mvDeliveryPending = true;
+    }
+    if (lWake)
+        QCoreApplication::postEvent(this, new QEvent(sDeliverEvent));
+}
+
+bool ICLoggerObserver::mfIsDeliveringBatch() const
+{
+    return mvInBatch;
+}
+
+void ICLoggerObserver::mpBatchDelivered() {}
+
+bool ICLoggerObserver::event(QEvent* apEvent)
+{
+    if (apEvent->type() != sDeliverEvent)
+        return QObject::event(apEvent);
+    mpDeliverQueuedItems();
+    return true;
+}
+
+void ICLoggerObserver::mpDeliverQueuedItems()
+{
+    for (;;) {
+        {
+            QMutexLocker lLocker(&mvQueueMutex);
+            if (mvQueue.empty()) {
+                mvDeliveryPending = false;
+                return;
+            }
+            mvQueue.swap(mvBatch);
+        }
+        mvInBatch = true;
+        for (const ICLoggerItem& lItem : mvBatch)
+            mpSlotLogEvent(lItem);
+        mvInBatch = false;
+        mvBatch.clear();
+        mpBatchDelivered();
+    }
 }
