@@ -223,8 +223,10 @@ BENCHMARK(BM_QtHandlerSustainedRate)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(5);
 
-// The console output, then each contender's time per item divided by ours:
-// above 1 we are faster. Repeated benchmarks count with their median.
+// The console output, then the ratios: our caller cost in multiples of
+// spdlog's (below 1 we are cheaper), and our sustained rate in multiples of
+// each yardstick's (above 1 we are faster). Repeated benchmarks count with
+// their median.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
@@ -243,17 +245,17 @@ public:
 
     void mpPrintRatios()
     {
-        std::printf("\nTheirs / ours (time per item; above 1 we are faster):\n");
         const char* lDispatchers[] = {"GLib", "Qt"};
+        std::printf("\nCaller cost, ours / spdlog's:\n");
         for (int d = 0; d < 2; ++d)
-            mpPrintRatio("caller cost", lDispatchers[d], "spdlog",
-                         "BM_EmittedCall/qt_dispatcher:" + std::to_string(d),
-                         "BM_SpdlogEmittedCall/");
+            mpPrintRatio("one call", lDispatchers[d], "spdlog", "BM_SpdlogEmittedCall/",
+                         "BM_EmittedCall/qt_dispatcher:" + std::to_string(d));
+        std::printf("Sustained rate, ours / theirs:\n");
         for (int t = 1; t <= 2; ++t) {
             for (int d = 0; d < 2; ++d) {
                 const std::string lOurs = "BM_SustainedRate/threads:" + std::to_string(t) +
                                           "/qt_dispatcher:" + std::to_string(d);
-                const std::string lWhat = "sustained, " + std::to_string(t) + " thread(s)";
+                const std::string lWhat = std::to_string(t) + " logging thread(s)";
                 const std::string lArgs = "SustainedRate/threads:" + std::to_string(t);
                 mpPrintRatio(lWhat, lDispatchers[d], "spdlog", lOurs, "BM_Spdlog" + lArgs);
                 mpPrintRatio(lWhat, lDispatchers[d], "Qt handler", lOurs, "BM_QtHandler" + lArgs);
@@ -262,12 +264,13 @@ public:
     }
 
 private:
+    // Prints aNumerator's time per item divided by aDenominator's.
     void mpPrintRatio(const std::string& aWhat, const char* apDispatcher, const char* apTheirs,
-                      const std::string& aOurs, const std::string& aTheirs)
+                      const std::string& aDenominator, const std::string& aNumerator)
     {
-        if (mvTimes.count(aOurs) && mvTimes.count(aTheirs))
-            std::printf("  %-26s %-5s %-11s %6.2fx\n", aWhat.c_str(), apDispatcher, apTheirs,
-                        mvTimes[aTheirs] / mvTimes[aOurs]);
+        if (mvTimes.count(aNumerator) && mvTimes.count(aDenominator))
+            std::printf("  %-22s %-5s vs %-11s %6.2fx\n", aWhat.c_str(), apDispatcher, apTheirs,
+                        mvTimes[aNumerator] / mvTimes[aDenominator]);
     }
 
     std::map<std::string, double> mvTimes;

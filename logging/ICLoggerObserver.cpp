@@ -10,6 +10,9 @@
 namespace {
 // Posted to an idle observer when items are queued for it.
 const QEvent::Type sDeliverEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+// The observer whose batch this thread is handing over, if any. Per thread, so
+// that a sink called directly from elsewhere meanwhile still sees no batch.
+thread_local const ICLoggerObserver* tDeliveringObserver = nullptr;
 } // namespace
 
 ICLoggerObserver::ICLoggerObserver(qint32 aLevel, const QString& aName)
@@ -118,7 +121,7 @@ void ICLoggerObserver::mpQueueItem(const ICLoggerItem& aItem)
 
 bool ICLoggerObserver::mfIsDeliveringBatch() const
 {
-    return mvInBatch;
+    return tDeliveringObserver == this;
 }
 
 void ICLoggerObserver::mpBatchDelivered() {}
@@ -142,10 +145,10 @@ void ICLoggerObserver::mpDeliverQueuedItems()
             }
             mvQueue.swap(mvBatch);
         }
-        mvInBatch = true;
+        tDeliveringObserver = this;
         for (const ICLoggerItem& lItem : mvBatch)
             mpSlotLogEvent(lItem);
-        mvInBatch = false;
+        tDeliveringObserver = nullptr;
         mvBatch.clear();
         mpBatchDelivered();
     }

@@ -57,9 +57,9 @@ public Q_SLOTS:
 
 protected:
     bool event(QEvent* apEvent) override;
-    // True on the own thread while queued items are being handed to
-    // mpSlotLogEvent; mpBatchDelivered follows each such batch, so a sink may
-    // leave its output buffered until then.
+    // True while the calling thread hands this observer a batch of queued
+    // items; mpBatchDelivered follows each batch, so a sink may leave its
+    // output buffered until then.
     bool mfIsDeliveringBatch() const;
     virtual void mpBatchDelivered();
     // The name must be final before the observer is registered: it names the thread.
@@ -79,7 +79,6 @@ private:
     // The batch the own thread is writing; it trades places with mvQueue, so
     // that both keep their capacity.
     std::vector<ICLoggerItem> mvBatch;
-    bool mvInBatch = false;
 
     // On the own thread: hands queued items to mpSlotLogEvent until none is left.
     void mpDeliverQueuedItems();
