@@ -99,9 +99,6 @@ void ICLoggerObserver::mpRequestFinalization()
 
 void ICLoggerObserver::mpSlotPrepareForFinalization()
 {
-    // The model stopped queueing before it asked for this: whatever is left
-    // is written now, whether or not a wake-up is still on its way.
-    mpDeliverQueuedItems();
     if (mvThread)
         mvThread->quit();
 }

@@ -161,6 +161,7 @@ void tst_LoggerFile::liveItemThroughTheModel()
     lModel->mpLog(Debug, QStringLiteral("below"), 1);
     lModel->mpLog(Info, QStringLiteral("live"), 0x1f);
     const QDateTime lAfter = QDateTime::currentDateTime();
+    QTRY_VERIFY(gfBody(lPath).endsWith("\t: live\n")); // written while the sink still runs
     lModel->mpRemoveObserver(lLogger);
 
     const QRegularExpression lPattern(

@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -54,6 +55,19 @@ private:
     std::shared_ptr<Record> mvRecord;
 };
 
+// Per logging thread, how many of its texts "<thread> <n>" came in order from
+// n = 0, each once; -1 for a thread whose texts did not.
+QList<int> gfCountInOrder(const QStringList& aTexts, int aThreads)
+{
+    QList<int> lNext(aThreads, 0);
+    for (const QString& lText : aTexts) {
+        int& lCount = lNext[lText.section(QLatin1Char(' '), 0, 0).toInt()];
+        lCount =
+            lCount >= 0 && lText.section(QLatin1Char(' '), 1).toInt() == lCount ? lCount + 1 : -1;
+    }
+    return lNext;
+}
+
 // A model of its own for each test, so that no registration leaks into the next.
 ICLoggerModel* gfFreshModel()
 {
@@ -75,6 +89,8 @@ private Q_SLOTS:
     void removalWritesEveryQueuedItem();
     void removeAllFinalisesEveryObserver();
     void exitWritesEveryQueuedItem();
+    void removalAmidLoggingThreads();
+    void exitRightAfterLoggingThreads();
 };
 
 void tst_LoggerModel::initTestCase()
@@ -286,6 +302,62 @@ void tst_LoggerModel::exitWritesEveryQueuedItem()
         if (!lLines[i + 1].endsWith(QByteArray("\t: item " + QByteArray::number(i))))
             QFAIL(qPrintable(QStringLiteral("line %1: %2").arg(i + 1).arg(lLines[i + 1])));
     }
+}
+
+void tst_LoggerModel::removalAmidLoggingThreads()
+{
+    const int lThreads = 3;
+    const int lCount = 50000;
+    ICLoggerModel* lModel = gfFreshModel();
+    auto lRemoved = std::make_shared<Record>();
+    auto lKept = std::make_shared<Record>();
+    auto* lObserver = new Recorder(Debug, lRemoved);
+    lModel->mpAddObserver(lObserver, true);
+    lModel->mpAddObserver(new Recorder(Debug, lKept), true);
+    std::atomic<int> lLogged[lThreads] = {};
+    std::vector<std::thread> lWorkers;
+    for (int t = 0; t < lThreads; ++t)
+        lWorkers.emplace_back([&, t] {
+            for (int i = 0; i < lCount; ++i) {
+                lModel->mpLog(Info, QStringLiteral("%1 %2").arg(t).arg(i));
+                lLogged[t] = i + 1;
+            }
+        });
+    QTRY_VERIFY(lLogged[0] > lCount / 4);
+    QList<int> lBefore;
+    for (const std::atomic<int>& lThreadLogged : lLogged)
+        lBefore << lThreadLogged;
+    lModel->mpRemoveObserver(lObserver);
+    for (std::thread& lWorker : lWorkers)
+        lWorker.join();
+    QTRY_COMPARE(lKept->mfCount(), qsizetype(lThreads) * lCount); // delivered without a removal
+    lModel->mpRemoveObserver();
+    QStringList lTexts[2];
+    for (int r = 0; r < 2; ++r)
+        for (const ICLoggerItem& lItem : (r ? lKept : lRemoved)->mvItems)
+            lTexts[r] << lItem.mfGetText();
+    // The removed observer wrote an unbroken start of each thread's items,
+    // everything logged before its removal included; the other one all of them.
+    const QList<int> lWritten = gfCountInOrder(lTexts[0], lThreads);
+    for (int t = 0; t < lThreads; ++t)
+        QVERIFY2(lWritten[t] >= lBefore[t], qPrintable(QString::number(lWritten[t])));
+    QCOMPARE(gfCountInOrder(lTexts[1], lThreads), QList<int>(lThreads, lCount));
+}
+
+void tst_LoggerModel::exitRightAfterLoggingThreads()
+{
+    QTemporaryDir lDirectory;
+    const QString lPath = lDirectory.filePath(QStringLiteral("threads.log"));
+    QCOMPARE(QProcess::execute(QStringLiteral(LOGGING_TEST_HELPER),
+                               {QStringLiteral("exit-threads"), lPath, "3", "20000"}),
+             0);
+    QFile lFile(lPath);
+    QVERIFY(lFile.open(QIODevice::ReadOnly));
+    QStringList lTexts;
+    for (const QByteArray& lLine : lFile.readAll().split('\n').mid(1))
+        if (!lLine.isEmpty())
+            lTexts << QString::fromUtf8(lLine.mid(lLine.lastIndexOf('\t') + 3));
+    QCOMPARE(gfCountInOrder(lTexts, 3), QList<int>(3, 20000));
 }
 
 QTEST_GUILESS_MAIN(tst_LoggerModel)
