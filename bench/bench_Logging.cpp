@@ -1,9 +1,12 @@
 // Costs of the logging framework on the calling thread and its sustained rate
 // into a file, next to two yardsticks doing the same work: an asynchronous
 // spdlog logger with a file sink, and a Qt message handler writing the file.
-// Every contender writes the same line and flushes after each one. The sink's
-// thread runs with the default (GLib) event dispatcher, or with Qt's own where
-// the argument qt_dispatcher is 1; the ratios to the yardsticks close the run.
+// Every contender writes the same line. The yardsticks flush after each line;
+// our file sink flushes after each batch its thread is handed (after each line
+// when items arrive one at a time), and the file holds every line once that
+// batch is done. The sink's thread runs with the default (GLib) event
+// dispatcher, or with Qt's own where the argument qt_dispatcher is 1; the
+// ratios to the yardsticks close the run.
 
 #include "ICLoggerFile.h"
 #include "ICLoggerModel.h"
