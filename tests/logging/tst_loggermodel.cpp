@@ -323,14 +323,15 @@ void tst_LoggerModel::removalAmidLoggingThreads()
                 lLogged[t] = i + 1;
             }
         });
-    QTRY_VERIFY(lLogged[0] > lCount / 4);
+    QTRY_VERIFY_WITH_TIMEOUT(lLogged[0] > lCount / 4, 60000);
     QList<int> lBefore;
     for (const std::atomic<int>& lThreadLogged : lLogged)
         lBefore << lThreadLogged;
     lModel->mpRemoveObserver(lObserver);
     for (std::thread& lWorker : lWorkers)
         lWorker.join();
-    QTRY_COMPARE(lKept->mfCount(), qsizetype(lThreads) * lCount); // delivered without a removal
+    // Delivered without a removal:
+    QTRY_COMPARE_WITH_TIMEOUT(lKept->mfCount(), qsizetype(lThreads) * lCount, 60000);
     lModel->mpRemoveObserver();
     QStringList lTexts[2];
     for (int r = 0; r < 2; ++r)
