@@ -29,8 +29,6 @@
 #include <cstring>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <thread>
-#include <vector>
 
 namespace {
 int gfFail(const char* apWhat)
@@ -113,19 +111,6 @@ int main(int argc, char** argv)
             lModel->mpLog(Info, QStringLiteral("item %1").arg(i), 0);
         // Straight out, with the observer thread still busy: the model's exit
         // handler must write everything that was queued.
-        std::exit(0);
-    }
-    if (lMode == QLatin1String("exit-threads")) { // <path> <threads> <count>, items "<thread> <n>"
-        ICLoggerModel* lModel = ICLoggerModel::instance();
-        lModel->mpAddObserver(new ICLoggerFile(lArguments.value(0), Debug, 0, 0, false), true);
-        std::vector<std::thread> lThreads;
-        for (int t = 0; t < lArguments.value(1).toInt(); ++t)
-            lThreads.emplace_back([&, t] {
-                for (int i = 0; i < lArguments.value(2).toInt(); ++i)
-                    lModel->mpLog(Info, QStringLiteral("%1 %2").arg(t).arg(i), 0);
-            });
-        for (std::thread& lThread : lThreads)
-            lThread.join();
         std::exit(0);
     }
 
