@@ -263,10 +263,19 @@ void ICLoggerFile::mpSlotLogEvent(const ICLoggerItem& aItem)
         mpCheckFileSize();
     // The line goes to the file without passing through the text stream: one
     // encoding into a reused buffer, one write, one flush. The stream holds
-    // nothing back, it is flushed after every header and notice.
+    // nothing back, it is flushed after every header and notice. Within a
+    // batch the flush waits for its end: one system call for many lines.
     mpFormat(aItem, mvLine, mvLineBytes);
     mvFile->write(mvLineBytes);
-    mvFile->flush();
+    if (!mfIsDeliveringBatch())
+        mvFile->flush();
+}
+
+void ICLoggerFile::mpBatchDelivered()
+{
+    QMutexLocker lLocker(&mvMutex);
+    if (mvStream)
+        mvFile->flush();
 }
 
 void ICLoggerFile::mpSlotFinalize()

@@ -14,7 +14,8 @@ class QFile;
 class QFileInfo;
 class QTextStream;
 
-// Writes log items to a text file, one line each, flushed at once:
+// Writes log items to a text file, one line each, flushed at once (items
+// delivered in a batch on the logger's own thread: once the batch is written):
 //   long form:  "<Level>\t: Class <hex>\t: PID <tid>\t: PName <thread>\t: dd.MM.yyyy
 //                hh:mm:ss.zzz\t: <text>" (one line)
 //   short form: "<Level>\t: <text>", chosen by any environment variable whose
@@ -58,6 +59,9 @@ public Q_SLOTS:
     void mpSlotLogEvent(const ICLoggerItem& aItem) override;
     // Closes the file; items that arrive later are dropped.
     void mpSlotFinalize() override;
+
+protected:
+    void mpBatchDelivered() override;
 
 private:
     // Builds the line in aLine and its bytes in aBytes; both keep their memory.

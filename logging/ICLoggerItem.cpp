@@ -39,6 +39,8 @@ ICLoggerItem::ICLoggerItem(const QString& aText, const QDateTime& aDateTime, qin
 
 ICLoggerItem::ICLoggerItem(const ICLoggerItem& aOther) = default;
 ICLoggerItem& ICLoggerItem::operator=(const ICLoggerItem& aOther) = default;
+ICLoggerItem::ICLoggerItem(ICLoggerItem&& aOther) noexcept = default;
+ICLoggerItem& ICLoggerItem::operator=(ICLoggerItem&& aOther) noexcept = default;
 ICLoggerItem::~ICLoggerItem() = default;
 
 quint64 ICLoggerItem::mfGetThreadId() const

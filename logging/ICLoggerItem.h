@@ -22,6 +22,10 @@ public:
                  const QString& aThreadName, quint64 aClassId);
     ICLoggerItem(const ICLoggerItem& aOther);
     ICLoggerItem& operator=(const ICLoggerItem& aOther);
+    // Moves take the shared record without touching its count: the queues an
+    // item passes through grow without copying.
+    ICLoggerItem(ICLoggerItem&& aOther) noexcept;
+    ICLoggerItem& operator=(ICLoggerItem&& aOther) noexcept;
     ~ICLoggerItem();
 
     quint64 mfGetThreadId() const;

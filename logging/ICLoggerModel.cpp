@@ -87,14 +87,17 @@ void ICLoggerModel::mpLog(qint32 aLevel, const QString& aText, quint64 aClassId)
 {
     if (!gfLevelPasses(aLevel, mvFastThreshold.loadRelaxed()))
         return;
-    // Held while the item is emitted: a threshold change, and the removal of an
-    // observer, wait until emissions in progress have been posted.
+    // Held while the item is queued and emitted: a threshold change, and the
+    // removal of an observer, wait until items in progress have been handed over.
     QReadLocker lLocker(&mvLevelLock);
     if (!gfLevelPasses(aLevel, mvThreshold))
         return;
     const QThread* lThread = QThread::currentThread();
-    Q_EMIT mpSignalLogItem(ICLoggerItem(aText, gfCurrentDateTime(), aLevel, gfCurrentThreadId(),
-                                        lThread ? lThread->objectName() : QString(), aClassId));
+    const ICLoggerItem lItem(aText, gfCurrentDateTime(), aLevel, gfCurrentThreadId(),
+                             lThread ? lThread->objectName() : QString(), aClassId);
+    for (ICLoggerObserver* lObserver : std::as_const(mvQueuedObservers))
+        lObserver->mpQueueItem(lItem);
+    Q_EMIT mpSignalLogItem(lItem);
 }
 
 void ICLoggerModel::mpLogStatus(const QString& aText, quint64 aClassId)
@@ -125,8 +128,8 @@ void ICLoggerModel::mpAddObserver(ICLoggerObserver* apObserver, bool aOwnThread)
         connect(lThread, &QThread::started, apObserver, &ICLoggerObserver::mpSlotInitialize);
         connect(lThread, &QThread::finished, apObserver, &ICLoggerObserver::mpSlotFinalize);
         lThread->start(QThread::InheritPriority);
-        connect(this, &ICLoggerModel::mpSignalLogItem, apObserver,
-                &ICLoggerObserver::mpSlotLogEvent, Qt::QueuedConnection);
+        QWriteLocker lLevelLocker(&mvLevelLock);
+        mvQueuedObservers.append(apObserver);
     } else {
         apObserver->mpSlotInitialize();
         connect(this, &ICLoggerModel::mpSignalLogItem, apObserver,
@@ -165,11 +168,12 @@ void ICLoggerModel::mpFinalizeAndDetach(ICLoggerObserver* apObserver)
 {
     disconnect(this, &ICLoggerModel::mpSignalLogItem, apObserver,
                &ICLoggerObserver::mpSlotLogEvent);
-    // Emissions that started before the disconnection hold the level lock for
-    // reading; once we get it for writing their items are queued, and the
+    // Calls that started before this hold the level lock for reading; once we
+    // get it for writing their items are queued, no later item can be, and the
     // finalisation request below lands behind them.
     {
         QWriteLocker lBarrier(&mvLevelLock);
+        mvQueuedObservers.removeOne(apObserver);
     }
     apObserver->mpRequestFinalization();
     if (QThread* lThread = apObserver->mfGetThread()) {

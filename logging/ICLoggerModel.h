@@ -15,9 +15,10 @@ class ICLoggerObserver;
 
 // The hub every part of the system logs into. Items below the threshold (the
 // lowest level of the registered observers, 5 without any) are dropped on the
-// calling thread; the rest are stamped and emitted to the observers. Status
-// items always pass. Models live until the process exits, when one exit
-// handler deletes them all: every queued item is written before that returns.
+// calling thread; the rest are stamped, queued to the observers that have a
+// thread of their own and emitted to the others. Status items always pass. Models live until the
+// process exits, when one exit handler deletes them all: every queued item is written before that
+// returns.
 class ICLOGGING_EXPORT ICLoggerModel : public QObject
 {
     Q_OBJECT
@@ -32,9 +33,10 @@ public:
     void mpLogStatus(const QString& aText, quint64 aClassId = 0);
 
     // Registers and takes ownership of the observer. With aOwnThread the
-    // observer is moved to a new thread named after it; otherwise it is
-    // initialised at once and called directly from logging threads of its own
-    // thread (queued from others).
+    // observer is moved to a new thread named after it and gets items in
+    // batches through its queue (ICLoggerObserver::mpQueueItem); otherwise it
+    // is initialised at once and called directly from logging threads of its
+    // own thread (queued from others).
     void mpAddObserver(ICLoggerObserver* apObserver, bool aOwnThread);
     // Finalises and destroys one registered observer (all with nullptr). Items
     // logged before this call are written first. An unregistered observer is
@@ -61,6 +63,9 @@ private:
     qint32 mfMinimumObserverLevel() const;
 
     QList<ICLoggerObserver*> mvObservers;
+    // The observers with a thread of their own, which get items through their
+    // queues rather than the signal; changed under the level lock for writing.
+    QList<ICLoggerObserver*> mvQueuedObservers;
     mutable QReadWriteLock mvLevelLock;
     mutable QReadWriteLock mvObserverLock;
     qint32 mvThreshold = Fatal;

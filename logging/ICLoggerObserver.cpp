@@ -2,8 +2,18 @@
 
 #include "ICLoggerModel.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QThread>
 #include <QTimer>
+
+namespace {
+// Posted to an idle observer when items are queued for it.
+const QEvent::Type sDeliverEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+// The observer whose batch this thread is handing over, if any. Per thread, so
+// that a sink called directly from elsewhere meanwhile still sees no batch.
+thread_local const ICLoggerObserver* tDeliveringObserver = nullptr;
+} // namespace
 
 ICLoggerObserver::ICLoggerObserver(qint32 aLevel, const QString& aName)
     : mvLevel(aLevel), mvName(aName)
@@ -91,4 +101,52 @@ void ICLoggerObserver::mpSlotPrepareForFinalization()
 {
     if (mvThread)
         mvThread->quit();
+}
+
+void ICLoggerObserver::mpQueueItem(const ICLoggerItem& aItem)
+{
+    bool lWake;
+    {
+        QMutexLocker lLocker(&mvQueueMutex);
+        mvQueue.push_back(aItem);
+        lWake = !mvDeliveryPending;
+        mvDeliveryPending = true;
+    }
+    if (lWake)
+        QCoreApplication::postEvent(this, new QEvent(sDeliverEvent));
+}
+
+bool ICLoggerObserver::mfIsDeliveringBatch() const
+{
+    return tDeliveringObserver == this;
+}
+
+void ICLoggerObserver::mpBatchDelivered() {}
+
+bool ICLoggerObserver::event(QEvent* apEvent)
+{
+    if (apEvent->type() != sDeliverEvent)
+        return QObject::event(apEvent);
+    mpDeliverQueuedItems();
+    return true;
+}
+
+void ICLoggerObserver::mpDeliverQueuedItems()
+{
+    for (;;) {
+        {
+            QMutexLocker lLocker(&mvQueueMutex);
+            if (mvQueue.empty()) {
+                mvDeliveryPending = false;
+                return;
+            }
+            mvQueue.swap(mvBatch);
+        }
+        tDeliveringObserver = this;
+        for (const ICLoggerItem& lItem : mvBatch)
+            mpSlotLogEvent(lItem);
+        tDeliveringObserver = nullptr;
+        mvBatch.clear();
+        mpBatchDelivered();
+    }
 }

@@ -1,4 +1,5 @@
 #include "ICLoggerFile.h"
+#include "ICLoggerModel.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -248,6 +249,16 @@ private Q_SLOTS:
         std::fclose(lHandle);
         QCOMPARE(gfBody(lPath), gfLines(0, 29) + "after\n");
         QCOMPARE(mfFiles(), QStringList({"handle.log"}));
+    }
+    // Lines reach the disk while a threaded sink runs, not only when it closes.
+    void threadedSinkWritesWhileRunning()
+    {
+        const QString lPath = mfPath(QStringLiteral("live.log"));
+        ICLoggerModel* lModel = ICLoggerModel::instance(QStringLiteral("live"));
+        lModel->mpAddObserver(new ICLoggerFile(lPath, Debug, 0, 0, false), true);
+        lModel->mpLog(Info, QStringLiteral("live"));
+        QTRY_VERIFY(gfBody(lPath).endsWith("\t: live\n"));
+        lModel->mpRemoveObserver();
     }
 
 private:

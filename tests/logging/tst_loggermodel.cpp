@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -177,13 +178,16 @@ private Q_SLOTS:
         auto* lObserver = new Recorder(Debug, lThreaded);
         lModel->mpAddObserver(lObserver, true);
         lModel->mpAddObserver(new Recorder(Warn, lDirect), false);
-        // A second logger races the removal; its late items are simply not delivered.
-        std::thread lWorker([lModel] {
-            for (int i = 0; i < lCount; ++i)
+        // A second logger races the removal; its late items are simply not delivered,
+        // but whatever it logged before the removal is.
+        std::atomic<int> lWorkerLogged{0};
+        std::thread lWorker([lModel, &lWorkerLogged] {
+            for (int i = 0; i < lCount; ++i, ++lWorkerLogged)
                 lModel->mpLog(Info, QStringLiteral("w%1").arg(i));
         });
         for (int i = 0; i < lCount; ++i)
             lModel->mpLog(Warn, QStringLiteral("m%1").arg(i));
+        const int lWorkerBefore = lWorkerLogged;
         lModel->mpRemoveObserver(lObserver);
         lWorker.join();
         lModel->mpRemoveObserver();
@@ -199,6 +203,7 @@ private Q_SLOTS:
                                 .arg(lIsMain ? lMain++ : lOther++));
         }
         QCOMPARE(lMain, lCount);
+        QVERIFY(lOther >= lWorkerBefore);
         // Everything ran in the observer's thread, named after the observer.
         QCOMPARE(lThreaded->mvCalls.first(), QStringLiteral("init Observer Thread"));
         QCOMPARE(lThreaded->mvCalls.last(), QStringLiteral("final Observer Thread"));
