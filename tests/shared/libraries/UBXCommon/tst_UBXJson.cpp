@@ -2,8 +2,6 @@
 #include "UBXJson.h"
 
 #include <QDate>
-#include <QDir>
-#include <QFile>
 #include <QPoint>
 #include <QRandomGenerator>
 #include <QTest>
@@ -20,38 +18,6 @@ QString gfNested(int aDepth, const QString& aOpen, const QString& aClose)
     return aOpen.repeated(aDepth) + QStringLiteral("1") + aClose.repeated(aDepth);
 }
 
-// Any value the serialiser takes, with the text's hard cases over-represented:
-// escapes, control characters, non-ASCII, lone surrogates, single-digit doubles.
-QVariant gfRandomValue(QRandomGenerator& aRandom, int aDepth)
-{
-    const auto lText = [&aRandom]() {
-        static const char16_t cCharacters[] = u"a\\\"/\b\f\n\r\t\x01\u00e9\u65e5\xd83d\xde00";
-        QString lResult;
-        for (int lIndex = aRandom.bounded(6); lIndex > 0; --lIndex)
-            lResult += QChar(cCharacters[aRandom.bounded(int(sizeof cCharacters / 2 - 1))]);
-        return lResult;
-    };
-    const quint64 lBits = aRandom.generate64();
-    double lDouble;
-    std::memcpy(&lDouble, &lBits, sizeof lDouble);
-    if (!std::isfinite(lDouble) || lBits % 3 == 0) // Infinities and NaN cannot come back.
-        lDouble = double(lBits % 10) * std::pow(10.0, double((lBits >> 8) % 25));
-    const QVariant lScalars[] = {QVariant(), lBits % 2 == 0,   qlonglong(lBits),
-                                 U(lBits),   int(lBits),       lDouble,
-                                 lText(),    lText().toUtf8(), QStringList{lText(), lText()}};
-    const int lKind = aRandom.bounded(aDepth < 4 ? 12 : 9);
-    if (lKind < 9)
-        return lScalars[lKind];
-    List lList;
-    QVariantMap lMap;
-    QVariantHash lHash;
-    for (int lIndex = aRandom.bounded(4); lIndex > 0; --lIndex) {
-        lList.append(gfRandomValue(aRandom, aDepth + 1));
-        lMap.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
-        lHash.insert(lText(), gfRandomValue(aRandom, aDepth + 1));
-    }
-    return lKind == 9 ? QVariant(lList) : lKind == 10 ? QVariant(lMap) : QVariant(lHash);
-}
 } // namespace
 
 class tst_UBXJson : public QObject
@@ -101,8 +67,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariant>("value");
         QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("list") << QVariant(List{1, true, QVariant(), QStringList{"s"}, List()})
-                              << QByteArray("[ 1, true, null, [ \"s\" ], [  ] ]");
+        QTest::newRow("list") << QVariant(List{1, true, QVariant(), QStringList{"s"}, List(),
+                                               QByteArray("\xc3\xa9")})
+                              << QByteArray("[ 1, true, null, [ \"s\" ], [  ], \"\xc3\xa9\" ]");
         QTest::newRow("map") << QVariant(QVariantMap{{"b", false}, {"a", QVariantHash{{"c", 2u}}}})
                              << QByteArray("{ \"a\" : { \"c\" : 2 }, \"b\" : false }");
         QTest::newRow("escapes") << QVariant(QStringLiteral("\\\"\b\f\n\r\t\x01/\u00e9\xd800"))
@@ -148,35 +115,6 @@ private Q_SLOTS:
             if (!lQt.contains('.') && !lQt.contains('e'))
                 lQt += ".0";
             QCOMPARE(gfSerializeJson(lValue), lQt);
-        }
-    }
-
-    void roundTrip()
-    {
-        QRandomGenerator lRandom(11);
-        for (int lIndex = 0; lIndex < 3000; ++lIndex) {
-            const QVariant lValue = gfRandomValue(lRandom, 0);
-            bool lSuccess = false;
-            const QByteArray lText = gfSerializeJson(lValue, lSuccess);
-            QVERIFY(lSuccess);
-            const QVariant lBack = gfParseJson(QString::fromUtf8(lText), lSuccess);
-            QVERIFY2(lSuccess && gfSameJsonTree(lBack, gfRoundTripped(lValue)), lText.constData());
-        }
-    }
-
-    void fuzzCorpus()
-    {
-        const QDir lCorpus(QStringLiteral(UBXJSON_FUZZ_CORPUS));
-        const QStringList lInputs = lCorpus.entryList(QDir::Files);
-        QVERIFY(!lInputs.isEmpty());
-        for (const QString& lInput : lInputs) {
-            QFile lFile(lCorpus.filePath(lInput));
-            const QByteArray lData =
-                lFile.open(QIODevice::ReadOnly) ? lFile.readAll() : QByteArray();
-            QVERIFY2(!lData.isEmpty() &&
-                         gfCheckJsonInput(reinterpret_cast<const uint8_t*>(lData.data()),
-                                          size_t(lData.size())),
-                     qPrintable(lInput));
         }
     }
 };

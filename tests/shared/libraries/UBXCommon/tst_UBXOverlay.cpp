@@ -1,4 +1,3 @@
-#include "OverlayFuzzInput.h"
 #include "TestFiles.h"
 #include "UBXOverlay.h"
 
@@ -175,21 +174,6 @@ private Q_SLOTS:
         const bool lLoaded = lOverlay.mpLoad(text, lError, lLine, lColumn);
         QTEST(QString("%1:%2: %3").arg(lLine).arg(lColumn).arg(lError), "error");
         QCOMPARE(lLoaded && !lOverlay.isNull(), lError.isEmpty());
-    }
-
-    // The fuzz corpus, crashes found by fuzzing included, through the target's entry.
-    void replaysTheFuzzCorpus()
-    {
-        const QDir lCorpus(QStringLiteral(OVERLAY_FUZZ_CORPUS));
-        QVERIFY(lCorpus.entryList(QDir::Files).size() > 5);
-        for (const QString& lInput : lCorpus.entryList(QDir::Files)) {
-            QFile lFile(lCorpus.filePath(lInput));
-            QVERIFY(lFile.open(QIODevice::ReadOnly));
-            const QByteArray lData = lFile.readAll();
-            QVERIFY2(
-                gfFeedOverlay(reinterpret_cast<const uint8_t*>(lData.data()), size_t(lData.size())),
-                qPrintable(lInput));
-        }
     }
 };
 

@@ -1,0 +1,45 @@
+#include "HybridCodecFuzzInput.h"
+#include "JsonFuzzInput.h"
+#include "OverlayFuzzInput.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+using FeedFunction = bool (*)(const uint8_t*, size_t);
+Q_DECLARE_METATYPE(FeedFunction)
+
+// Replays each fuzz target's corpus, crashes found by fuzzing included,
+// through the same entry function as the target.
+class tst_UBXCommonCorpus : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void everyInputKeepsTheRules_data()
+    {
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<FeedFunction>("feed");
+        QTest::newRow("hybrid codec") << "fuzz_UBXHybridCodec" << &gfDecodeHybridStream;
+        QTest::newRow("JSON") << "fuzz_UBXJson" << &gfCheckJsonInput;
+        QTest::newRow("overlay") << "fuzz_UBXOverlay" << &gfFeedOverlay;
+    }
+    void everyInputKeepsTheRules()
+    {
+        QFETCH(QString, target);
+        QFETCH(FeedFunction, feed);
+        const QDir lCorpus(QStringLiteral(UBXCOMMON_FUZZ_CORPUS) + QLatin1Char('/') + target);
+        const QStringList lInputs = lCorpus.entryList(QDir::Files, QDir::Name);
+        QVERIFY(lInputs.size() > 5);
+        for (const QString& lInput : lInputs) {
+            QFile lFile(lCorpus.filePath(lInput));
+            QVERIFY2(lFile.open(QIODevice::ReadOnly), qPrintable(lInput));
+            const QByteArray lData = lFile.readAll();
+            QVERIFY2(feed(reinterpret_cast<const uint8_t*>(lData.constData()),
+                          static_cast<size_t>(lData.size())),
+                     qPrintable(lInput));
+        }
+    }
+};
+
+QTEST_MAIN(tst_UBXCommonCorpus) // the overlay paints text
+#include "tst_UBXCommonCorpus.moc"
