@@ -47,8 +47,7 @@ private slots:
         QFETCH(QSize, size);
         QFETCH(int, bytesPerPixel);
         QFETCH(QList<QPoint>, changes);
-        QFETCH(QRegion, expected);
-        QCOMPARE(mfRegion(32, size, bytesPerPixel, changes), expected);
+        QTEST(mfRegion(32, size, bytesPerPixel, changes), "expected");
     }
 
     // One pass per call through the rotation 0, 4, ..., 28, 1, 5, ..., 31: a
@@ -66,12 +65,11 @@ private slots:
     {
         QFETCH(int, height);
         QFETCH(int, line);
-        QFETCH(int, call);
         mfRegion((32 - mvPasses % 32) % 32, QSize(64, height), 4, {}); // back to the first line
         int lCall = 1;
         while (lCall < 33 && mfRegion(1, QSize(64, height), 4, {{40, line}}).isEmpty())
             ++lCall;
-        QCOMPARE(lCall, call);
+        QTEST(lCall, "call");
     }
 };
 

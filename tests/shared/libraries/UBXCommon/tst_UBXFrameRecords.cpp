@@ -10,19 +10,13 @@
 
 namespace {
 // Reports its own deletion, which only the last release may cause.
-class WatchedImage : public UBXScreenGrabberImage
+template <typename Base> class Watched : public Base
 {
 public:
-    explicit WatchedImage(bool* apDeleted) : UBXScreenGrabberImage(7), mvDeleted(apDeleted) {}
-    ~WatchedImage() override { *mvDeleted = true; }
-    bool* mvDeleted;
-};
-
-class WatchedFrame : public UBXFrameUpdate
-{
-public:
-    explicit WatchedFrame(bool* apDeleted) : mvDeleted(apDeleted) {}
-    ~WatchedFrame() override { *mvDeleted = true; }
+    template <typename... Args>
+    explicit Watched(bool* apDeleted, Args... aArgs) : Base(aArgs...), mvDeleted(apDeleted)
+    {}
+    ~Watched() override { *mvDeleted = true; }
     bool* mvDeleted;
 };
 
@@ -90,7 +84,7 @@ private slots:
     void ownerTagsFollowTheCopies()
     {
         bool lDeleted = false;
-        auto* lImage = new WatchedImage(&lDeleted);
+        auto* lImage = new Watched<UBXScreenGrabberImage>(&lDeleted, 7);
         {
             UBXScreenGrabberDataWrapper lFirst(QStringLiteral("A"), lImage);
             {
@@ -112,7 +106,7 @@ private slots:
     void framesLiveAsLongAsTheirHandles()
     {
         bool lDeleted = false;
-        auto* lFrame = new WatchedFrame(&lDeleted);
+        auto* lFrame = new Watched<UBXFrameUpdate>(&lDeleted);
         const quint32 lNextId = UBXFrameUpdate().mfGetFrameId() + 1;
         QCOMPARE(lFrame->mfGetFrameId() + 2, lNextId);
         UBXFrameUpdatePtr lHandle(lFrame);
