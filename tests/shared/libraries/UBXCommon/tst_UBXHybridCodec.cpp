@@ -1,5 +1,6 @@
 #include "ImagePsnr.h"
 #include "LogCapture.h"
+#include "SharedData.h"
 #include "UBXFrameUpdate.h"
 #include "UBXHybridCodec.h"
 #include "UBXScreenGrabberImage.h"
@@ -11,6 +12,7 @@
 
 namespace {
 const QRgb sRed = qRgb(255, 0, 0);
+const QString sPhoto = QStringLiteral(BEAMORA_DATA_DIR "/screens/photo-1.png");
 
 QByteArray gfEncode(UBXHybridCodec& aCodec, const QImage& aImage, QRegion aRegion = QRegion())
 {
@@ -97,7 +99,7 @@ private slots:
         QTest::addColumn<bool>("parallel");
         QTest::addColumn<bool>("compress");
         QTest::addColumn<double>("minimumPsnr"); // 99: exact
-        const QImage lPhoto = QImage(BEAMORA_DATA_DIR "/screens/photo-1.png").copy(0, 0, 300, 260);
+        const QImage lPhoto = QImage(sPhoto).copy(0, 0, 300, 260);
         for (bool lParallel : {false, true}) {
             for (bool lCompress : {false, true}) {
                 const QByteArray lName = QByteArray(lParallel ? "parallel" : "sequential") +
@@ -112,6 +114,8 @@ private slots:
     void roundTrip()
     {
         QFETCH(QImage, image);
+        if (image.isNull())
+            BEAMORA_SKIP_WITHOUT_SHARED_DATA(sPhoto);
         QFETCH(bool, parallel);
         QFETCH(bool, compress);
         QFETCH(double, minimumPsnr);
@@ -208,7 +212,7 @@ private slots:
     {
         QTest::addColumn<QImage>("image");
         QTest::addColumn<bool>("parallel");
-        const QImage lPhoto = QImage(BEAMORA_DATA_DIR "/screens/photo-1.png").copy(0, 0, 200, 150);
+        const QImage lPhoto = QImage(sPhoto).copy(0, 0, 200, 150);
         QTest::newRow("run-length") << gfFlatScreen() << false;
         QTest::newRow("jpeg, sequential") << lPhoto << false;
         QTest::newRow("jpeg, parallel") << lPhoto << true;
@@ -216,6 +220,8 @@ private slots:
     void clipRegionStaysUnpainted()
     {
         QFETCH(QImage, image);
+        if (image.isNull())
+            BEAMORA_SKIP_WITHOUT_SHARED_DATA(sPhoto);
         QFETCH(bool, parallel);
         UBXHybridCodec lCodec;
         const QRect lClip(10, 30, 50, 40);
