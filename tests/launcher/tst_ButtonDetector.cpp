@@ -107,18 +107,6 @@ private Q_SLOTS:
         QCOMPARE(mvLog->mfCount(sRemoved, Debug), 1);
     }
 
-    void buttonPresentAtStartIsReportedByTheFirstCycle()
-    {
-        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
-        mvDetector->mpStartDetection();
-        QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
-        const qint64 lReported = mfLoggedAt(sInserted);
-        const QList<qint64> lCycles = mfCycles();
-        QCOMPARE(std::count_if(lCycles.begin(), lCycles.end(),
-                               [lReported](qint64 aCycle) { return aCycle <= lReported; }),
-                 1);
-    }
-
     // While the screen saver runs the plugged-in button is not looked at, and
     // the cycles are 2 s apart whatever the poll interval.
     void blockedSessionSkipsTheButton()
@@ -145,48 +133,47 @@ private Q_SLOTS:
         mvDetector->mpStartDetection();
         QVERIFY(mfWaitForCycles(2));
         mvDetector->mpSetPollInterval(1500);
-        QCOMPARE(mvDetector->mfGetPollInterval(), 1500);
         const qsizetype lBefore = mfCycles().size();
         QVERIFY(mfWaitForCycles(2));
         const QList<qint64> lCycles = mfCycles();
         QVERIFY(lCycles.at(lBefore + 1) - lCycles.at(lBefore) >= 1490);
     }
 
-    void destructionWaitsForTheSleep()
+    // A button present at the start is reported by the first cycle, and
+    // destruction waits out the sleep that follows.
+    void presentAtStartThenDestroyedWhileSleeping()
     {
         QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing()));
         mvDetector->mpSetPollInterval(3000);
         mvDetector->mpStartDetection();
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
+        const qint64 lReported = mfLoggedAt(sInserted);
+        const QList<qint64> lCycles = mfCycles();
+        QCOMPARE(std::count_if(lCycles.begin(), lCycles.end(),
+                               [lReported](qint64 aCycle) { return aCycle <= lReported; }),
+                 1);
         std::atomic<bool> lFinished{false};
         connect(
             mvDetector.get(), &QThread::finished, this, [&lFinished] { lFinished = true; },
             Qt::DirectConnection);
         mvDetector.reset();
         QVERIFY(lFinished);
-        QVERIFY(QDateTime::currentMSecsSinceEpoch() - mfLoggedAt(sInserted) >= 2990);
+        QVERIFY(QDateTime::currentMSecsSinceEpoch() - lReported >= 2990);
         QCOMPARE(mvLog->mfItems().last().mfGetText(), sInserted); // no complaint from UBXThread
     }
 
+    // Without the kernel's listing the detector looks at the USB devices.
     void kernelWithoutListingUsesSysfs()
     {
         QTemporaryDir lSysfs;
-        QVERIFY(lSysfs.isValid());
-        QVERIFY(gfWriteFile(mfButtonFile(), gfUsbListing())); // ignored: not the directory read
-        qputenv("BEAMORA_USB_STORAGE_DIR", QFile::encodeName(mvListing->filePath("absent")));
-        qputenv("BEAMORA_SYSFS_USB_DIR", QFile::encodeName(lSysfs.path()));
-        mvDetector->mpSetPollInterval(20);
-        mvDetector->mpStartDetection();
-        QVERIFY(mfWaitForCycles(3));
-        QCOMPARE(mvEvents, QStringList());
-
         const QString lDevice = lSysfs.filePath(QStringLiteral("1-1"));
         QVERIFY(QDir().mkpath(lDevice));
         QVERIFY(gfWriteFile(lDevice + "/product", "Beamora\n"));
         QVERIFY(gfWriteFile(lDevice + "/manufacturer", "Lumora\n"));
+        qputenv("BEAMORA_USB_STORAGE_DIR", QFile::encodeName(mvListing->filePath("absent")));
+        qputenv("BEAMORA_SYSFS_USB_DIR", QFile::encodeName(lSysfs.path()));
+        mvDetector->mpStartDetection();
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
-        QVERIFY(QDir(lDevice).removeRecursively());
-        QTRY_COMPARE_WITH_TIMEOUT(mvEvents, (QStringList{"inserted:", "removed:false"}), sWaitMs);
     }
 };
 

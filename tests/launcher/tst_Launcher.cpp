@@ -37,8 +37,6 @@ private Q_SLOTS:
                               << QByteArray();
         QTest::newRow("upper case")
             << QStringList{"-loglevel", "DEBUG", "-enablelogging"} << "debug" << QByteArray();
-        QTest::newRow("unknown word reads as error")
-            << QStringList{"-enablelogging", "-loglevel", "verbose"} << "error" << QByteArray();
         QTest::newRow("last level wins, unknown switch goes on")
             << QStringList{"-loglevel", "info", "-foo", "-enablelogging", "-loglevel", "warn"}
             << "warn" << QByteArray("ERROR: Invalid switch \"-foo\"\n");
@@ -53,24 +51,18 @@ private Q_SLOTS:
         LauncherProcess lLauncher(lWorld.mfEnvironment(), arguments);
         QVERIFY(lLauncher.mfWaitFor(sBanner));
         QVERIFY(lLauncher.mfOutput().startsWith(errors));
+        // The banner: each line at Info, the cores counted, the OS given up on.
         const QStringList lLines = lLauncher.mfConsoleLines();
-        const QString lStarted = "Beamora Launcher started.";
-        const int lFirst = lLauncher.mfIndexOf(lStarted);
-        const QStringList lBanner{lStarted,
-                                  "============================", "VERSION:00.00.00.trunk-1315",
-                                  "BUILD:Mar 17 2015 05:39:22"};
-        for (int i = 0; i < lBanner.size(); ++i)
-            QCOMPARE(lLines.value(lFirst + i).section('\t', 0, 0) +
-                         lLines.value(lFirst + i).section('\t', 2),
-                     "Info" + lBanner[i]);
-        QVERIFY(QRegularExpression("^Info\\t\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d:\\d{3}\\t"
-                                   "Beamora Launcher started\\.$")
-                    .match(lLines.at(lFirst))
-                    .hasMatch());
-        QVERIFY(QRegularExpression("\\tCPU CORES:[1-9][0-9]*$")
-                    .match(lLines.at(lFirst + 4))
-                    .hasMatch());
-        QCOMPARE(lLauncher.mfIndexOf(sBanner), lFirst + 5);
+        const int lFirst = lLauncher.mfIndexOf("Beamora Launcher started.");
+        QStringList lBanner;
+        for (int i = lFirst; i < lFirst + 6; ++i)
+            lBanner << lLines.value(i).section('\t', 0, 0) + ' ' + lLines.value(i).section('\t', 2);
+        QVERIFY(
+            QRegularExpression("^Info CPU CORES:[1-9][0-9]*$").match(lBanner.takeAt(4)).hasMatch());
+        QCOMPARE(lBanner,
+                 QStringList({"Info Beamora Launcher started.", "Info ============================",
+                              "Info VERSION:00.00.00.trunk-1315", "Info BUILD:Mar 17 2015 05:39:22",
+                              "Info " + sBanner}));
 
         lWorld.mpPlugButton();
         QVERIFY(lWorld.mfWaitForRecord(sListening));

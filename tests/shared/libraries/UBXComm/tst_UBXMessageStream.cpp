@@ -101,10 +101,6 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("message");
         QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("ascii") << "exit"
-                               << QByteArray("\x00\x04"
-                                             "exit",
-                                             6);
         const QString lText = QString::fromUtf8("Grüße €");
         QTest::newRow("UTF-8 bytes are counted")
             << lText << QByteArray("\x00\x0b", 2) + lText.toUtf8();

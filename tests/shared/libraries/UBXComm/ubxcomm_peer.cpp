@@ -1,6 +1,4 @@
 // The other process of the channel tests. Usage: ubxcomm_peer ROLE NAME [N]
-//   auto NAME             open NAME in automatic mode, expect to be the client,
-//                         send "hello" and wait for "bye"
 //   serve NAME            open NAME in automatic mode, expect to be the server,
 //                         print "listening" and wait for the message "exit"
 //   sendexit NAME [N]     connect in client-only mode, send N (default 0)
@@ -59,13 +57,6 @@ int main(int argc, char** argv)
     }
 
     UBXLocalCommunication lChannel(lName);
-    if (lRole == QLatin1String("auto")) {
-        if (!lChannel.mpStartCommunication(UBXStartAutomatic) ||
-            lChannel.gfGetRole() != UBXRoleClient)
-            return ExitWrongRole;
-        lChannel.gpSendMessage(QStringLiteral("hello"));
-        return gfRunUntil(lChannel, QStringLiteral("bye"));
-    }
     if (lRole == QLatin1String("serve")) {
         if (!lChannel.mpStartCommunication(UBXStartAutomatic) ||
             lChannel.gfGetRole() != UBXRoleServer)
