@@ -1,5 +1,8 @@
 #include "ConnectionFuzzInput.h"
+#include "HybridCodecFuzzInput.h"
+#include "JsonFuzzInput.h"
 #include "MessageStreamFuzzInput.h"
+#include "OverlayFuzzInput.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,12 +23,15 @@ private Q_SLOTS:
         QTest::addColumn<FeedFunction>("feed");
         QTest::newRow("message stream") << "fuzz_UBXMessageStream" << &gfFeedMessageStream;
         QTest::newRow("block connection") << "fuzz_UBXConnection" << &gfFeedConnection;
+        QTest::newRow("hybrid codec") << "fuzz_UBXHybridCodec" << &gfDecodeHybridStream;
+        QTest::newRow("JSON") << "fuzz_UBXJson" << &gfCheckJsonInput;
+        QTest::newRow("overlay") << "fuzz_UBXOverlay" << &gfFeedOverlay;
     }
     void everyInputKeepsTheRules()
     {
         QFETCH(QString, target);
         QFETCH(FeedFunction, feed);
-        const QDir lCorpus(QStringLiteral(UBXCOMM_FUZZ_CORPUS) + QLatin1Char('/') + target);
+        const QDir lCorpus(QStringLiteral(FUZZ_CORPUS) + QLatin1Char('/') + target);
         const QStringList lInputs = lCorpus.entryList(QDir::Files, QDir::Name);
         QVERIFY(!lInputs.isEmpty());
         for (const QString& lInput : lInputs) {
@@ -39,5 +45,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_FuzzCorpus)
+QTEST_MAIN(tst_FuzzCorpus) // the overlay paints text
 #include "tst_FuzzCorpus.moc"
