@@ -2,18 +2,13 @@
 
 #include <QThread>
 
-#include <cstring>
-
 MemoryConnection::MemoryConnection(bool abConnected)
     : UBXAbstractConnection(nullptr), mvConnected(abConnected)
 {}
 
 void MemoryConnection::mpAppend(const QByteArray& aData)
 {
-    // Drop what was read so a long feed does not keep every byte alive.
-    mvPending.remove(0, mvReadPosition);
-    mvReadPosition = 0;
-    mvPending.append(aData);
+    mvBytes.mpAppend(aData);
     Q_EMIT sgReadyRead();
 }
 
@@ -34,13 +29,13 @@ qint64 MemoryConnection::mfWrite(const QByteArray& aData)
 qint64 MemoryConnection::mfWrite(const char* apData, qint64 aLength)
 {
     mvLastWriteThread = QThread::currentThread();
-    mvWritten.append(apData, aLength);
+    mvBytes.mpWrite(apData, aLength);
     return aLength;
 }
 
 qint64 MemoryConnection::mfBytesAvailable()
 {
-    return mvPending.size() - mvReadPosition;
+    return mvBytes.mfAvailable();
 }
 
 bool MemoryConnection::mfIsReserved()
@@ -50,19 +45,17 @@ bool MemoryConnection::mfIsReserved()
 
 qint64 MemoryConnection::mfRead(char* apData, qint64 aMaxSize)
 {
-    return mfTake(apData, aMaxSize);
+    return mvBytes.mfTake(apData, aMaxSize);
 }
 
 QByteArray MemoryConnection::mfRead(qint64 aMaxSize)
 {
-    QByteArray lData(qMin(aMaxSize, mfBytesAvailable()), Qt::Uninitialized);
-    mfTake(lData.data(), aMaxSize);
-    return lData;
+    return mvBytes.mfTake(aMaxSize);
 }
 
 QByteArray MemoryConnection::mfReadAll()
 {
-    return mfRead(mfBytesAvailable());
+    return mvBytes.mfTake(mvBytes.mfAvailable());
 }
 
 bool MemoryConnection::mfFlush()
@@ -88,16 +81,4 @@ void MemoryConnection::gpDisconnect()
 QString MemoryConnection::mfGetPeerAddress()
 {
     return QStringLiteral("memory");
-}
-
-qint64 MemoryConnection::mfTake(char* apData, qint64 aMaxSize)
-{
-    if (aMaxSize > mfBytesAvailable())
-        mvOverRead = true;
-    const qint64 lCount = qMax<qint64>(0, qMin(aMaxSize, mfBytesAvailable()));
-    if (lCount > 0)
-        std::memcpy(apData, mvPending.constData() + mvReadPosition, static_cast<size_t>(lCount));
-    mvReadPosition += lCount;
-    mvConsumed += lCount;
-    return lCount;
 }

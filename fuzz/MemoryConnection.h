@@ -1,16 +1,13 @@
 #ifndef MEMORYCONNECTION_H
 #define MEMORYCONNECTION_H
 
+#include "MemoryBytes.h"
 #include "UBXAbstractConnection.h"
-
-#include <QByteArray>
 
 class QThread;
 
-// A UBXAbstractConnection in memory, for driving a block connection without
-// sockets: appended bytes become readable, written bytes are collected. It
-// records any read that asks for more than is there and the thread of the
-// last write.
+// A UBXAbstractConnection in memory (see MemoryBytes), for driving a block
+// connection without sockets. It also records the thread of the last write.
 class MemoryConnection : public UBXAbstractConnection
 {
 public:
@@ -21,9 +18,9 @@ public:
     // Changes the state and emits sgConnected() or sgDisconnected().
     void mpSetConnected(bool abConnected);
 
-    QByteArray mfWritten() const { return mvWritten; }
-    qint64 mfBytesConsumed() const { return mvConsumed; }
-    bool mfHasOverRead() const { return mvOverRead; }
+    QByteArray mfWritten() const { return mvBytes.mfWritten(); }
+    qint64 mfBytesConsumed() const { return mvBytes.mfConsumed(); }
+    bool mfHasOverRead() const { return mvBytes.mfHasOverRead(); }
     QThread* mfLastWriteThread() const { return mvLastWriteThread; }
 
     qint64 mfWrite(const QByteArray& aData) override;
@@ -41,14 +38,8 @@ public:
     QString mfGetPeerAddress() override;
 
 private:
-    qint64 mfTake(char* apData, qint64 aMaxSize);
-
     bool mvConnected;
-    QByteArray mvPending;
-    qint64 mvReadPosition = 0;
-    qint64 mvConsumed = 0;
-    bool mvOverRead = false;
-    QByteArray mvWritten;
+    MemoryBytes mvBytes;
     QThread* mvLastWriteThread = nullptr;
 };
 

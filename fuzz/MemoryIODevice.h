@@ -1,14 +1,11 @@
 #ifndef MEMORYIODEVICE_H
 #define MEMORYIODEVICE_H
 
+#include "MemoryBytes.h"
 #include "UBXIODevice.h"
 
-#include <QByteArray>
-
-// A UBXIODevice in memory, for driving a message stream without sockets:
-// appended bytes become readable, written bytes are collected. It records
-// every read that asks for more than is there, which a socket would answer
-// short and a stream must never need.
+// A UBXIODevice in memory (see MemoryBytes), for driving a message stream
+// without sockets.
 class MemoryIODevice : public UBXIODevice
 {
 public:
@@ -19,9 +16,9 @@ public:
     // Announces nothing new; a stream must not read more than is there.
     void mpNotify();
 
-    QByteArray mfWritten() const { return mvWritten; }
-    qint64 mfBytesConsumed() const { return mvConsumed; }
-    bool mfHasOverRead() const { return mvOverRead; }
+    QByteArray mfWritten() const { return mvBytes.mfWritten(); }
+    qint64 mfBytesConsumed() const { return mvBytes.mfConsumed(); }
+    bool mfHasOverRead() const { return mvBytes.mfHasOverRead(); }
 
     qint64 mfWrite(const QByteArray& aData) override;
     qint64 mfWrite(const char* apData, qint64 aLength) override;
@@ -33,13 +30,7 @@ public:
     bool mfFlush() override;
 
 private:
-    qint64 mfTake(char* apData, qint64 aMaxSize);
-
-    QByteArray mvPending;
-    qint64 mvReadPosition = 0;
-    qint64 mvConsumed = 0;
-    bool mvOverRead = false;
-    QByteArray mvWritten;
+    MemoryBytes mvBytes;
 };
 
 #endif
