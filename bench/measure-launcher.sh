@@ -11,21 +11,7 @@ idle_seconds="${2:-60}"
 launcher="$build/launcher/beamora-launcher"
 [ -x "$launcher" ] || { echo "build the launcher first: $launcher" >&2; exit 1; }
 
-world="$(mktemp -d)"
-launcher_pid=""
-cleanup() {
-    [ -n "$launcher_pid" ] && kill "$launcher_pid" 2>/dev/null && wait "$launcher_pid" 2>/dev/null
-    rm -rf "$world"
-}
-trap cleanup EXIT
-mkdir -p "$world"/{usb,client,runtime,tmp,data}
-chmod 700 "$world/runtime"
-# A client that notes the moment it started and leaves at once.
-cat >"$world/client/beamora" <<'CLIENT'
-#!/bin/sh
-date +%s%N >>"$BEAMORA_MEASURE_STARTS"
-CLIENT
-chmod +x "$world/client/beamora"
+. "$root/bench/launcher-world.sh"
 
 env -u XDG_CURRENT_DESKTOP -u GDMSESSION QT_QPA_PLATFORM=offscreen TMPDIR="$world/tmp" \
     XDG_RUNTIME_DIR="$world/runtime" XDG_DATA_HOME="$world/data" \

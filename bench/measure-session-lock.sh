@@ -20,20 +20,7 @@ for program in "$launcher" "$services"; do
     [ -x "$program" ] || { echo "build it first: $program" >&2; exit 1; }
 done
 
-world="$(mktemp -d)"
-launcher_pid=""
-cleanup() {
-    [ -n "$launcher_pid" ] && kill "$launcher_pid" 2>/dev/null && wait "$launcher_pid" 2>/dev/null
-    rm -rf "$world"
-}
-trap cleanup EXIT
-mkdir -p "$world"/{usb,client,runtime,tmp,data}
-chmod 700 "$world/runtime"
-cat >"$world/client/beamora" <<'CLIENT'
-#!/bin/sh
-date +%s%N >>"$BEAMORA_MEASURE_STARTS"
-CLIENT
-chmod +x "$world/client/beamora"
+. "$root/bench/launcher-world.sh"
 
 coproc SERVICES { TMPDIR="$world/tmp" exec "$services"; }
 read -r system_bus <&"${SERVICES[0]}"
