@@ -93,6 +93,7 @@ class tst_UBXHybridCodec : public QObject
     Q_OBJECT
 
 private slots:
+    // Decoded with a clip rectangle, which must stay black.
     void roundTrip_data()
     {
         QTest::addColumn<QImage>("image");
@@ -100,16 +101,10 @@ private slots:
         QTest::addColumn<bool>("compress");
         QTest::addColumn<double>("minimumPsnr"); // 99: exact
         const QImage lPhoto = QImage(sPhoto).copy(0, 0, 300, 260);
-        for (bool lParallel : {false, true}) {
-            for (bool lCompress : {false, true}) {
-                const QByteArray lName = QByteArray(lParallel ? "parallel" : "sequential") +
-                                         (lCompress ? ", compressed" : "");
-                QTest::addRow("flat %s", lName.constData())
-                    << gfFlatScreen() << lParallel << lCompress << 99.0;
-                QTest::addRow("photo %s", lName.constData())
-                    << lPhoto << lParallel << lCompress << 30.0;
-            }
-        }
+        QTest::newRow("flat, sequential") << gfFlatScreen() << false << false << 99.0;
+        QTest::newRow("flat, parallel, compressed") << gfFlatScreen() << true << true << 99.0;
+        QTest::newRow("photo, sequential, compressed") << lPhoto << false << true << 30.0;
+        QTest::newRow("photo, parallel") << lPhoto << true << false << 30.0;
     }
     void roundTrip()
     {
@@ -124,10 +119,13 @@ private slots:
         lCodec.mpSetCompress(compress);
         const QByteArray lStream = gfEncode(lCodec, image);
         QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), minimumPsnr == 99);
-        const QImage lDecoded = gfDecode(lStream, parallel, compress);
+        const QRect lClip(10, 30, 50, 40);
+        const QImage lDecoded = gfDecode(lStream, parallel, compress, lClip);
+        QImage lExpected = image.convertToFormat(QImage::Format_RGB32);
+        QPainter(&lExpected).fillRect(lClip, Qt::black);
         QCOMPARE(lDecoded.size(), image.size());
-        QVERIFY2(gfPsnr(image, lDecoded) >= minimumPsnr,
-                 QByteArray::number(gfPsnr(image, lDecoded)));
+        QVERIFY2(gfPsnr(lExpected, lDecoded) >= minimumPsnr,
+                 QByteArray::number(gfPsnr(lExpected, lDecoded)));
     }
 
     // 16384 pixels of one colour: 64 runs of 255 and one of 64.
@@ -193,6 +191,7 @@ private slots:
         QCOMPARE(lCodec.mfGetOutput()->at(8), char(1));
     }
 
+    // A block of an unknown type is skipped; palette indexes and runs paint in row order.
     void handBuiltStreamWithSkippedType()
     {
         const QByteArray lStream =
@@ -201,35 +200,13 @@ private slots:
             qint64 lError = 0;
             const QImage lCanvas = gfDecode(lStream, lParallel, false, {}, &lError);
             QCOMPARE(lError, -1);
-            const QRgb lBlack = qRgb(0, 0, 0), lBlue = qRgb(0, 0, 255);
-            const QRgb lExpected[8] = {lBlack, sRed, sRed, lBlack, lBlack, sRed, lBlue, lBlack};
-            for (int lPixel = 0; lPixel < 8; ++lPixel)
-                QCOMPARE(lCanvas.pixel(lPixel % 4, lPixel / 4), lExpected[lPixel]);
+            QImage lExpected(4, 2, QImage::Format_ARGB32);
+            lExpected.fill(Qt::black);
+            for (const QPoint& lRed : {QPoint(1, 0), QPoint(2, 0), QPoint(1, 1)})
+                lExpected.setPixel(lRed, sRed);
+            lExpected.setPixel(2, 1, qRgb(0, 0, 255));
+            QCOMPARE(lCanvas, lExpected);
         }
-    }
-
-    void clipRegionStaysUnpainted_data()
-    {
-        QTest::addColumn<QImage>("image");
-        QTest::addColumn<bool>("parallel");
-        const QImage lPhoto = QImage(sPhoto).copy(0, 0, 200, 150);
-        QTest::newRow("run-length") << gfFlatScreen() << false;
-        QTest::newRow("jpeg, sequential") << lPhoto << false;
-        QTest::newRow("jpeg, parallel") << lPhoto << true;
-    }
-    void clipRegionStaysUnpainted()
-    {
-        QFETCH(QImage, image);
-        if (image.isNull())
-            BEAMORA_SKIP_WITHOUT_SHARED_DATA(sPhoto);
-        QFETCH(bool, parallel);
-        UBXHybridCodec lCodec;
-        const QRect lClip(10, 30, 50, 40);
-        const QImage lCanvas = gfDecode(gfEncode(lCodec, image), parallel, false, lClip);
-        QImage lBlack(lClip.size(), QImage::Format_ARGB32);
-        lBlack.fill(Qt::black);
-        QCOMPARE(lCanvas.copy(lClip), lBlack);
-        QVERIFY(gfPsnr(lCanvas.copy(0, 80, 200, 60), image.copy(0, 80, 200, 60)) > 30);
     }
 
     // Each stream starts with a valid red block at (0, 0), then goes wrong.
