@@ -13,32 +13,18 @@ namespace {
 class StdoutCapture
 {
 public:
-    StdoutCapture() : mvSaved(::dup(STDOUT_FILENO)), mvFile(std::tmpfile())
-    {
-        std::fflush(stdout);
-        ::dup2(::fileno(mvFile), STDOUT_FILENO);
-    }
-    ~StdoutCapture() { mfText(); }
+    StdoutCapture() { std::fflush(stdout), ::dup2(::fileno(mvFile), STDOUT_FILENO); }
+    ~StdoutCapture() { mfText(), std::fclose(mvFile), ::close(mvSaved); }
     QByteArray mfText()
     {
-        if (mvSaved >= 0) {
-            std::fflush(stdout);
-            ::dup2(mvSaved, STDOUT_FILENO);
-            ::close(mvSaved);
-            mvSaved = -1;
-            std::rewind(mvFile);
-            char lBuffer[4096];
-            while (size_t lRead = std::fread(lBuffer, 1, sizeof lBuffer, mvFile))
-                mvText.append(lBuffer, static_cast<qsizetype>(lRead));
-            std::fclose(mvFile);
-        }
-        return mvText;
+        std::fflush(stdout), ::dup2(mvSaved, STDOUT_FILENO), std::rewind(mvFile);
+        QFile lFile;
+        return lFile.open(::fileno(mvFile), QIODevice::ReadOnly) ? lFile.readAll() : "?";
     }
 
 private:
-    int mvSaved;
-    FILE* mvFile;
-    QByteArray mvText;
+    int mvSaved = ::dup(STDOUT_FILENO);
+    FILE* mvFile = std::tmpfile();
 };
 
 const QByteArray sFilePassed = "The 'filelogging' command line parameter was passed.\n";
@@ -103,12 +89,10 @@ private Q_SLOTS:
         QCOMPARE(QDir().entryList(QDir::Files),
                  lName.isEmpty() ? QStringList() : QStringList(lName));
         QFile lFile(lName);
-        QVERIFY(lName.isEmpty() || lFile.open(QIODevice::ReadOnly));
-        const QByteArray lContent = lFile.readAll();
+        const QByteArray lContent = lFile.open(QIODevice::ReadOnly) ? lFile.readAll() : "";
         QVERIFY(lName.isEmpty() ||
-                lContent.startsWith("===== Log format: 2.0 Log file started on "));
-        QVERIFY(lName.isEmpty() || lContent.endsWith("\t: into the file\n"));
-        QVERIFY(lName.isEmpty() || lFile.remove());
+                (lContent.startsWith("===== Log format: 2.0 Log file started ") &&
+                 lContent.endsWith("\t: into the file\n") && lFile.remove()));
     }
 
     void levelChangesReachEverySinkAndDisabledSinksAreForgotten()
