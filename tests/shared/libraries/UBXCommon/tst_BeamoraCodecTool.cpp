@@ -1,4 +1,3 @@
-#include "ImagePsnr.h"
 #include "SharedData.h"
 
 #include <QProcess>
@@ -32,8 +31,7 @@ private slots:
         QTest::addColumn<QStringList>("encodeOptions");
         QTest::addColumn<QStringList>("decodeOptions");
         QTest::addColumn<double>("minimumPsnr"); // 99: exact
-        QTest::newRow("hybrid") << QStringList() << QStringList() << 35.0;
-        QTest::newRow("compressed, sequential")
+        QTest::newRow("hybrid, compressed, sequential")
             << QStringList{"--compress", "--sequential"}
             << QStringList{"--compress", "--sequential"} << 35.0;
         QTest::newRow("png") << QStringList{"--mode", "png", "--tile", "256"} << QStringList()
@@ -47,18 +45,14 @@ private slots:
         QFETCH(double, minimumPsnr);
         QTemporaryDir lDir;
         const QString lStream = lDir.filePath("typing.stream");
-        QStringList lFrames;
-        for (int lFrame = 1; lFrame <= 3; ++lFrame)
-            lFrames << sFrames.arg(lFrame, 4, 10, QLatin1Char('0'));
+        QStringList lFrames{sFrames.arg("0001"), sFrames.arg("0002"), sFrames.arg("0003")};
         QCOMPARE(gfRun(QStringList{"encode", "-o", lStream} + encodeOptions + lFrames), 0);
         QCOMPARE(gfRun(QStringList{"decode", "--all", "-o", lDir.path()} + decodeOptions +
-                       QStringList{lStream}),
+                       QStringList(lStream)),
                  0);
-        for (int lFrame = 1; lFrame <= 3; ++lFrame) {
-            const QImage lDecoded(
-                lDir.filePath(QStringLiteral("frame-%1.png").arg(lFrame, 4, 10, QLatin1Char('0'))));
-            QVERIFY(gfPsnr(QImage(lFrames.at(lFrame - 1)), lDecoded) >= minimumPsnr);
-        }
+        for (const QString& lFrame : lFrames)
+            QVERIFY(gfPsnr(QImage(lFrame), QImage(lDir.filePath(QFileInfo(lFrame).fileName()))) >=
+                    minimumPsnr);
     }
 
     void malformedStreamKeepsWhatDecoded()
@@ -68,8 +62,7 @@ private slots:
         const QString lStream = lDir.filePath("one.stream");
         QCOMPARE(gfRun({"encode", "-o", lStream, sFrames.arg("0001")}), 0);
         QFile lFile(lStream);
-        QVERIFY(lFile.open(QIODevice::ReadWrite));
-        lFile.seek(lFile.size());
+        QVERIFY(lFile.open(QIODevice::Append));
         lFile.write("\0\0\0\x20\0\0\0\0\0\x10\0\x10\x05", 13); // a second frame, cut short
         lFile.close();
         QByteArray lErrors;

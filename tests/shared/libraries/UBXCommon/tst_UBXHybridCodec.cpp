@@ -1,4 +1,3 @@
-#include "ImagePsnr.h"
 #include "LogCapture.h"
 #include "SharedData.h"
 #include "UBXFrameUpdate.h"
