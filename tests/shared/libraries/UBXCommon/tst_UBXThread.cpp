@@ -11,19 +11,15 @@
 #include <thread>
 
 namespace {
+// Runs until released.
 class BlockedThread : public UBXThread
 {
 public:
     BlockedThread() : UBXThread(QStringLiteral("Worker")) {}
-    QSemaphore mvStarted;
-    QSemaphore mvRelease;
+    QSemaphore mvStarted, mvRelease;
 
 protected:
-    void run() override
-    {
-        mvStarted.release();
-        mvRelease.acquire();
-    }
+    void run() override { mvStarted.release(), mvRelease.acquire(); }
 };
 } // namespace
 
@@ -49,23 +45,21 @@ private Q_SLOTS:
         QProcess lChild;
         lChild.start(QCoreApplication::applicationFilePath(), {"--destroy-running-thread"});
         QVERIFY(lChild.waitForFinished(30000));
-        const QByteArray lOutput = lChild.readAllStandardOutput();
-        QVERIFY2(QRegularExpression("^Error\\t.*\\t\\[UBXThread::~UBXThread\\] Thread <<Worker>> "
-                                    "is deleted while it is still running!\\n")
-                     .match(QString::fromLatin1(lOutput))
-                     .hasMatch(),
-                 lOutput.constData());
+        const QString lOutput = QString::fromLatin1(lChild.readAllStandardOutput());
+        QVERIFY2(lOutput.contains(QRegularExpression("^Error\\t.*\\t\\[UBXThread::~UBXThread\\] "
+                                                     "Thread <<Worker>> is deleted while it is "
+                                                     "still running!\\n")),
+                 qPrintable(lOutput));
         QCOMPARE(lChild.exitStatus(), QProcess::CrashExit); // as for any QThread
     }
 
+    // Every locker unlocked again: another thread can take the mutex.
     void nestedLockersOnOneThreadDoNotDeadlock()
     {
         UBXRecursiveMutex lMutex;
         {
-            UBXMutexLocker lOuter(lMutex);
-            UBXMutexLocker lInner(lMutex);
+            UBXMutexLocker lOuter(lMutex), lInner(lMutex);
         }
-        // Every locker unlocked again: another thread can take the mutex.
         std::thread([&lMutex] { UBXMutexLocker lLocker(lMutex); }).join();
     }
 };
