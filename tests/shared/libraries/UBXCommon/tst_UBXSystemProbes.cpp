@@ -45,72 +45,62 @@ class tst_UBXSystemProbes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    // The session is blocked unless a probe answers that it is free. A hanging
+    // tool runs under a shell with a child of its own (two pids): none of them
+    // may survive the probe giving up.
     void sessionProbe_data()
     {
         QTest::addColumn<QByteArray>("desktop");
         QTest::addColumn<QByteArray>("gdmSession");
-        QTest::addColumn<QStringList>("replies"); // key, reply, ...; a lone key first: tool gone
+        QTest::addColumn<QStringList>("files"); // name, content, ...; a lone name first: tool gone
         QTest::addColumn<bool>("blocked");
         QTest::addColumn<QStringList>("calls");
-        const QString lSaver = "org.gnome.ScreenSaver", lUnity = "com.canonical.Unity",
-                      lQuery = "gnome-screensaver-command", lPresence = "org.gnome.SessionManager",
-                      lNo = "(false,)\n", lYes = "(true,)\n", lOn = "The screensaver is active\n",
+        const QString lSaver = "org.gnome.ScreenSaver.reply", lUnity = "com.canonical.Unity.reply",
+                      lQuery = "gnome-screensaver-command.reply",
+                      lPresence = "org.gnome.SessionManager.reply", lNo = "(false,)\n",
+                      lYes = "(true,)\n", lOn = "The screensaver is active\n",
                       lOff = "The screensaver is inactive\n", lAvailable = "(<uint32 0>,)\n";
         const auto lRow = [](const char* aName, const char* aDesktop, const char* aGdm,
-                             const QStringList& aReplies, bool aBlocked,
-                             const QStringList& aCalls) {
-            QTest::newRow(aName) << QByteArray(aDesktop) << QByteArray(aGdm) << aReplies << aBlocked
+                             const QStringList& aFiles, bool aBlocked, const QStringList& aCalls) {
+            QTest::newRow(aName) << QByteArray(aDesktop) << QByteArray(aGdm) << aFiles << aBlocked
                                  << aCalls;
         };
-        lRow("unity, free", "unity", nullptr, {lSaver, lNo, lUnity, lNo}, false,
+        lRow("unity, free", "unity", "", {lSaver, lNo, lUnity, lNo}, false,
              {sGetActive, sIsLocked});
         lRow("Unity, locked", "Unity", "gnome", {lSaver, lNo, lUnity, lYes}, true,
              {sGetActive, sIsLocked});
-        lRow("UNITY, screen saver on", "UNITY", nullptr, {lSaver, lYes, lUnity, lNo}, true,
+        lRow("UNITY, screen saver on", "UNITY", "", {lSaver, lYes, lUnity, lNo}, true,
              {sGetActive});
-        lRow("unity, no gdbus", "unity", nullptr, {"gdbus"}, true, {});
+        lRow("Unity, screen saver hangs", "Unity", "",
+             {"org.gnome.ScreenSaver.hang", "", lUnity, lNo}, true, {sGetActive});
+        lRow("unity, no gdbus", "unity", "", {"gdbus"}, true, {});
         lRow("ubuntu:GNOME falls through", "ubuntu:GNOME", "gnome",
              {lQuery, lOff, lPresence, lAvailable}, false, {sQuery, sPresence});
-        lRow("GNOME, idle", nullptr, "GNOME", {lQuery, lOff, lPresence, "(<uint32 3>,)\n"}, true,
+        lRow("GNOME, idle", "", "GNOME", {lQuery, lOff, lPresence, "(<uint32 3>,)\n"}, true,
              {sQuery, sPresence});
-        lRow("gnome, screen saver on", nullptr, "gnome", {lQuery, lOn, lPresence, lAvailable}, true,
+        lRow("gnome, screen saver on", "", "gnome", {lQuery, lOn, lPresence, lAvailable}, true,
              {sQuery});
-        lRow("gnome, no screen-saver tool", nullptr, "gnome", {lQuery, lPresence, lAvailable}, true,
-             {});
+        lRow("gnome, no screen-saver tool", "", "gnome", {lQuery, lPresence, lAvailable}, true, {});
         lRow("gnome-classic runs nothing", "ubuntu:GNOME", "gnome-classic", {lQuery, lOn}, false,
              {});
     }
     void sessionProbe()
     {
-        QFETCH(QStringList, replies);
-        FakeDesktopTools lTools;
-        QVERIFY(lTools.mfIsValid());
-        if (replies.size() % 2)
-            QVERIFY(QFile::remove(lTools.mfPath(qPrintable(replies.takeFirst()))));
-        for (int lIndex = 0; lIndex < replies.size(); lIndex += 2)
-            QVERIFY(lTools.mfWrite(replies[lIndex] + ".reply", replies[lIndex + 1].toLatin1()));
         QFETCH(QByteArray, desktop);
         QFETCH(QByteArray, gdmSession);
-        desktop.isNull() ? qunsetenv("XDG_CURRENT_DESKTOP")
-                         : qputenv("XDG_CURRENT_DESKTOP", desktop);
-        gdmSession.isNull() ? qunsetenv("GDMSESSION") : qputenv("GDMSESSION", gdmSession);
-        QTEST(gfIsSessionBlocked(), "blocked");
-        QTEST(lTools.mfCalls(), "calls");
-    }
-
-    // The tool runs under a shell and has a child of its own; none of them may
-    // survive the probe giving up.
-    void hangingToolIsCutOff()
-    {
+        QFETCH(QStringList, files);
         FakeDesktopTools lTools;
         QVERIFY(lTools.mfIsValid());
-        QVERIFY(lTools.mfWrite(QStringLiteral("org.gnome.ScreenSaver.hang"), QByteArray()));
-        QVERIFY(lTools.mfWrite(QStringLiteral("com.canonical.Unity.reply"), "(false,)\n"));
-        qputenv("XDG_CURRENT_DESKTOP", "Unity");
-        QVERIFY(gfIsSessionBlocked());
-        QCOMPARE(lTools.mfCalls(), QStringList{sGetActive});
+        if (files.size() % 2)
+            QVERIFY(QFile::remove(lTools.mfPath(qPrintable(files.takeFirst().section('.', 0, 0)))));
+        for (int lIndex = 0; lIndex < files.size(); lIndex += 2)
+            QVERIFY(lTools.mfWrite(files[lIndex], files[lIndex + 1].toLatin1()));
+        qputenv("XDG_CURRENT_DESKTOP", desktop);
+        qputenv("GDMSESSION", gdmSession);
+        QTEST(gfIsSessionBlocked(), "blocked");
+        QTEST(lTools.mfCalls(), "calls");
         const QStringList lPids = lTools.mfLines("pids");
-        QCOMPARE(lPids.size(), 2);
+        QCOMPARE(lPids.size(), 2 * files.count("org.gnome.ScreenSaver.hang"));
         for (const QString& lPid : lPids)
             QTRY_VERIFY_WITH_TIMEOUT(!gfIsRunning(lPid), 10000);
     }
@@ -124,22 +114,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("bus"); // the private bus the child is given
         QTest::addColumn<QByteArray>("state");
         QTest::addColumn<QByteArray>("answer");
-        const QString lSystem = "DBUS_SYSTEM_BUS_ADDRESS", lSession = "DBUS_SESSION_BUS_ADDRESS";
-        QTest::newRow("ubuntu, locked")
-            << "ubuntu"
-            << "1" << lSystem << QByteArray("LockedHint true") << QByteArray("blocked");
-        QTest::newRow("gnome-xorg, inactive, found by process")
-            << "gnome-xorg"
-            << "" << lSystem << QByteArray("Active false") << QByteArray("blocked");
-        QTest::newRow("no such session id")
-            << "ubuntu"
-            << "7" << lSystem << QByteArray("LockedHint true") << QByteArray("free");
-        QTest::newRow("gnome, tool missing, shell free")
-            << "gnome"
-            << "1" << lSession << QByteArray() << QByteArray("free");
-        QTest::newRow("gnome, tool missing, shell active")
-            << "gnome"
-            << "1" << lSession << QByteArray("ScreenSaverActive true") << QByteArray("blocked");
+        const auto lRow = [](const char* aName, const char* aGdm, const char* aId, const char* aBus,
+                             const char* aState, const char* aAnswer) {
+            QTest::newRow(aName) << aGdm << aId << QString("DBUS_%1_BUS_ADDRESS").arg(aBus)
+                                 << QByteArray(aState) << QByteArray(aAnswer);
+        };
+        lRow("ubuntu, locked", "ubuntu", "1", "SYSTEM", "LockedHint true", "blocked");
+        lRow("gnome-xorg, inactive, found by process", "gnome-xorg", "", "SYSTEM", "Active false",
+             "blocked");
+        lRow("no such session id", "ubuntu", "7", "SYSTEM", "LockedHint true", "free");
+        lRow("gnome, tool missing, shell free", "gnome", "1", "SESSION", "", "free");
+        lRow("gnome, tool missing, shell active", "gnome", "1", "SESSION", "ScreenSaverActive true",
+             "blocked");
     }
     void sessionBuses()
     {
