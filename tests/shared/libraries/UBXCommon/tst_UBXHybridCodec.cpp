@@ -13,12 +13,12 @@ namespace {
 const QRgb sRed = qRgb(255, 0, 0);
 const QString sPhoto = QStringLiteral(BEAMORA_DATA_DIR "/screens/photo-1.png");
 
-QByteArray gfEncode(UBXHybridCodec& aCodec, const QImage& aImage, QRegion aRegion = QRegion())
+QByteArray gfEncode(UBXHybridCodec& aCodec, const QImage& aImage)
 {
     UBXScreenGrabberImage lGrab(0);
     lGrab.mfSetFromQImage(aImage);
     aCodec.mpBeginFrame(aImage.width(), aImage.height());
-    aCodec.mpEncodeRegion(&lGrab, aRegion.isEmpty() ? QRegion(aImage.rect()) : aRegion);
+    aCodec.mpEncodeRegion(&lGrab, QRegion(aImage.rect()));
     aCodec.mpEndFrame();
     return *aCodec.mfGetOutput();
 }
@@ -92,7 +92,9 @@ class tst_UBXHybridCodec : public QObject
     Q_OBJECT
 
 private slots:
-    // Decoded with a clip rectangle, which must stay black.
+    // Run-length coded (exact) or not, decoded with a clip rectangle that must stay black.
+    // Run-length coding gives up on a tile of 257 colours and, beyond a width
+    // of 50, on one that goes over its budget.
     void roundTrip_data()
     {
         QTest::addColumn<QImage>("image");
@@ -104,6 +106,9 @@ private slots:
         QTest::newRow("flat, parallel, compressed") << gfFlatScreen() << true << true << 99.0;
         QTest::newRow("photo, sequential, compressed") << lPhoto << false << true << 30.0;
         QTest::newRow("photo, parallel") << lPhoto << true << false << 30.0;
+        QTest::newRow("257 colours") << gfNoise(128, 128, 257) << false << false << 10.0;
+        QTest::newRow("50 wide, never abandoned") << gfNoise(50, 128, 200) << true << false << 99.0;
+        QTest::newRow("51 wide, abandoned") << gfNoise(51, 128, 200) << true << false << 10.0;
     }
     void roundTrip()
     {
@@ -119,12 +124,10 @@ private slots:
         const QByteArray lStream = gfEncode(lCodec, image);
         QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), minimumPsnr == 99);
         const QRect lClip(10, 30, 50, 40);
-        const QImage lDecoded = gfDecode(lStream, parallel, compress, lClip);
         QImage lExpected = image.convertToFormat(QImage::Format_RGB32);
         QPainter(&lExpected).fillRect(lClip, Qt::black);
-        QCOMPARE(lDecoded.size(), image.size());
-        QVERIFY2(gfPsnr(lExpected, lDecoded) >= minimumPsnr,
-                 QByteArray::number(gfPsnr(lExpected, lDecoded)));
+        const double lPsnr = gfPsnr(lExpected, gfDecode(lStream, parallel, compress, lClip));
+        QVERIFY2(lPsnr >= minimumPsnr, QByteArray::number(lPsnr));
     }
 
     // 16384 pixels of one colour: 64 runs of 255 and one of 64.
@@ -140,24 +143,6 @@ private slots:
             lExpected += gfBytes({0, 255}, 1);
         lExpected += gfBytes({0, 64}, 1);
         QCOMPARE(gfEncode(lCodec, lImage).toHex(), lExpected.toHex());
-    }
-
-    void runLengthOrJpeg_data()
-    {
-        QTest::addColumn<QImage>("tile");
-        QTest::addColumn<bool>("runLength");
-        QTest::newRow("257 colours") << gfNoise(128, 128, 257) << false;
-        QTest::newRow("50 wide, never abandoned") << gfNoise(50, 128, 200) << true;
-        QTest::newRow("51 wide, abandoned") << gfNoise(51, 128, 200) << false;
-    }
-    void runLengthOrJpeg()
-    {
-        QFETCH(QImage, tile);
-        QFETCH(bool, runLength);
-        UBXHybridCodec lCodec;
-        const QByteArray lStream = gfEncode(lCodec, tile);
-        QCOMPARE(lCodec.mfGetRlePixels() == lCodec.mfGetTotalPixels(), runLength);
-        QCOMPARE(lStream.at(8), char(runLength ? 0 : 1));
     }
 
     void switchesToJpegOnTheEleventhFullJpegFrame()
