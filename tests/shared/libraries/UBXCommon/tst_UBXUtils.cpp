@@ -7,16 +7,15 @@ class tst_UBXUtils : public QObject
     Q_OBJECT
 
 private slots:
+    // Only 4-byte pixels carry alpha; one pixel with any is enough.
     void alpha()
     {
-        QImage lImage(5, 3, QImage::Format_ARGB32);
+        QImage lImage(5, 3, QImage::Format_ARGB32), lRgb(5, 3, QImage::Format_RGB888);
         lImage.fill(Qt::transparent);
-        QVERIFY(!gfHasNonEmptyAlphaChannel(&lImage));
+        lRgb.fill(Qt::white);
+        QVERIFY(!gfHasNonEmptyAlphaChannel(&lImage) && !gfHasNonEmptyAlphaChannel(&lRgb));
         lImage.setPixel(4, 2, qRgba(0, 0, 0, 1));
         QVERIFY(gfHasNonEmptyAlphaChannel(&lImage));
-        lImage = QImage(5, 3, QImage::Format_RGB888); // as 4-byte pixels it would show alpha
-        lImage.fill(Qt::white);
-        QVERIFY(!gfHasNonEmptyAlphaChannel(&lImage));
     }
 
     // A uniform image keeps its interior (up to truncation); pixels within the
