@@ -63,16 +63,13 @@ class tst_UBXChangedRegion : public QObject
     }
 
 private slots:
-    // The fixed cases, then random grids up to 30 x 17 against the reference.
+    // Random grids up to 30 x 17 against the reference, a tenth of them full.
     void cover_data()
     {
         QTest::addColumn<int>("columns");
         QTest::addColumn<QByteArray>("grid");
         QTest::addColumn<QList<UBXCluster>>("expected");
         QTest::newRow("empty") << 3 << QByteArray(6, 0) << QList<UBXCluster>();
-        QTest::newRow("full 3x4") << 4 << QByteArray(12, 1) << QList<UBXCluster>{{0, 0, 4, 3}};
-        QTest::newRow("L shape") << 3 << QByteArray("\1\1\1\1\0\0\1\0\0", 9)
-                                 << QList<UBXCluster>{{0, 0, 3, 1}, {0, 1, 1, 2}};
         QTest::newRow("height-1 tie")
             << 2 << QByteArray("\1\1\1\0", 4) << QList<UBXCluster>{{0, 0, 2, 1}, {0, 1, 1, 1}};
         QRandomGenerator lRandom(20261123);
