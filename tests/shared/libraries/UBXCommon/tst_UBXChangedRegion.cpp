@@ -100,18 +100,18 @@ private slots:
         QTest::addColumn<int>("bytesPerPixel");
         QTest::addColumn<QList<QPoint>>("changes");
         QTest::addColumn<QRegion>("expected");
-        QTest::newRow("identical") << QSize(320, 100) << 4 << QList<QPoint>() << QRegion();
-        QTest::newRow("lone one-tile-wide group")
-            << QSize(192, 32) << 4 << QList<QPoint>() << QRegion(160, 0, 32, 32);
-        QTest::newRow("one-tile-wide group joins a change")
-            << QSize(192, 160) << 4 << QList<QPoint>{{130, 70}} << QRegion(128, 64, 64, 32);
-        QTest::newRow("width 33") << QSize(33, 40) << 4 << QList<QPoint>{{0, 8}, {0, 9}}
-                                  << QRegion(0, 0, 32, 32);
-        QTest::newRow("3-byte pixels")
-            << QSize(33, 40) << 3 << QList<QPoint>{{32, 20}} << QRegion(32, 0, 1, 32);
-        QTest::newRow("trimmed to the changed tiles")
-            << QSize(320, 320) << 4 << QList<QPoint>{{70, 40}, {260, 100}}
-            << QRegion(64, 32, 224, 96);
+        const auto lRow = [](const char* aName, int aWidth, int aHeight, int aBytesPerPixel,
+                             const QList<QPoint>& aChanges, const QRect& aExpected) {
+            QTest::newRow(aName) << QSize(aWidth, aHeight) << aBytesPerPixel << aChanges
+                                 << QRegion(aExpected);
+        };
+        lRow("identical", 320, 100, 4, {}, {});
+        lRow("lone one-tile-wide group", 192, 32, 4, {}, {160, 0, 32, 32});
+        lRow("one-tile-wide group joins a change", 192, 160, 4, {{130, 70}}, {128, 64, 64, 32});
+        lRow("width 33", 33, 40, 4, {{0, 8}, {0, 9}}, {0, 0, 32, 32});
+        lRow("3-byte pixels", 33, 40, 3, {{32, 20}}, {32, 0, 1, 32});
+        lRow("trimmed to the changed tiles", 320, 320, 4, {{70, 40}, {260, 100}},
+             {64, 32, 224, 96});
     }
     void everyLine()
     {
