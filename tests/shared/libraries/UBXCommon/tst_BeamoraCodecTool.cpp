@@ -26,33 +26,21 @@ class tst_BeamoraCodecTool : public QObject
     Q_OBJECT
 
 private slots:
-    void roundTrip_data()
-    {
-        QTest::addColumn<QStringList>("encodeOptions");
-        QTest::addColumn<QStringList>("decodeOptions");
-        QTest::addColumn<double>("minimumPsnr"); // 99: exact
-        QTest::newRow("hybrid, compressed, sequential")
-            << QStringList{"--compress", "--sequential"}
-            << QStringList{"--compress", "--sequential"} << 35.0;
-        QTest::newRow("png") << QStringList{"--mode", "png", "--tile", "256"} << QStringList()
-                             << 99.0;
-    }
+    // Image tiles as PNG come back exact (in colour); only the parallel decoder reads them.
     void roundTrip()
     {
         BEAMORA_SKIP_WITHOUT_SHARED_DATA(sFrames.arg("0001"));
-        QFETCH(QStringList, encodeOptions);
-        QFETCH(QStringList, decodeOptions);
-        QFETCH(double, minimumPsnr);
         QTemporaryDir lDir;
         const QString lStream = lDir.filePath("typing.stream");
-        QStringList lFrames{sFrames.arg("0001"), sFrames.arg("0002"), sFrames.arg("0003")};
-        QCOMPARE(gfRun(QStringList{"encode", "-o", lStream} + encodeOptions + lFrames), 0);
-        QCOMPARE(gfRun(QStringList{"decode", "--all", "-o", lDir.path()} + decodeOptions +
-                       QStringList(lStream)),
+        const QStringList lFrames{sFrames.arg("0001"), sFrames.arg("0002"), sFrames.arg("0003")};
+        QCOMPARE(gfRun(QStringList{"encode", "--mode", "png", "--tile", "256", "--compress",
+                                   "--sequential", "-o", lStream} +
+                       lFrames),
                  0);
+        QCOMPARE(gfRun({"decode", "--all", "--compress", "-o", lDir.path(), lStream}), 0);
         for (const QString& lFrame : lFrames)
-            QVERIFY(gfPsnr(QImage(lFrame), QImage(lDir.filePath(QFileInfo(lFrame).fileName()))) >=
-                    minimumPsnr);
+            QCOMPARE(gfPsnr(QImage(lDir.filePath(QFileInfo(lFrame).fileName())), QImage(lFrame)),
+                     99.0);
     }
 
     void malformedStreamKeepsWhatDecoded()
