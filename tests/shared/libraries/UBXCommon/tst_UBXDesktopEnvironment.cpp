@@ -55,7 +55,9 @@ private Q_SLOTS:
     }
 
     // The key file's trailing newline is part of the key; the plain text comes
-    // back byte for byte and is left nowhere on disk.
+    // back byte for byte, only ever lands in a file of mode 600 and is left
+    // nowhere on disk. A stand-in for the tool records the mode of its output
+    // file before and after the real one ran.
     void decrypt_data()
     {
         QTest::addColumn<QByteArray>("keyFile");
@@ -67,20 +69,8 @@ private Q_SLOTS:
     void decrypt()
     {
         QFETCH(QByteArray, keyFile);
-        QVERIFY(gfWriteFile(mfPath("pass.key"), keyFile));
-        QTEST(gfDecryptPassPhrase(mfPath("pass.key"), mfPath("pass.enc")), "expected");
-        QCOMPARE(QDir(mvDir.path()).entryList(QDir::Files), QStringList({"pass.enc", "pass.key"}));
-        QCOMPARE(gfDecryptPassPhrase(mfPath("none.key"), mfPath("pass.enc")), QString());
-        QCOMPARE(gfDecryptPassPhrase(mfPath("pass.key"), mfPath("none.enc")), QString());
-        QVERIFY(!QFile::exists(mfPath("none.enc.tmp")));
-    }
-
-    // The plain text only ever lands in a file of mode 600: a stand-in for the
-    // tool records the mode of its output file before and after the real one ran.
-    void outputFileIsPrivate()
-    {
         QTemporaryDir lBin;
-        const QByteArray lModes = QFile::encodeName(mfPath("modes"));
+        const QByteArray lModes = QFile::encodeName(lBin.filePath("modes"));
         QVERIFY(
             gfWriteFile(lBin.filePath("openssl"),
                         "#!/bin/sh\nfor out; do :; done\nstat -c %a \"$out\" > '" + lModes + "'\n" +
@@ -88,15 +78,19 @@ private Q_SLOTS:
                             " \"$@\"\nrc=$?\nstat -c %a \"$out\" >> '" + lModes + "'\nexit $rc\n"));
         QVERIFY(QFile::setPermissions(lBin.filePath("openssl"),
                                       QFileDevice::ExeOwner | QFileDevice::ReadOwner));
-        QVERIFY(gfWriteFile(mfPath("pass.key"), "k3y\n"));
+        QVERIFY(gfWriteFile(mfPath("pass.key"), keyFile));
         const QByteArray lPath = qgetenv("PATH");
         qputenv("PATH", QFile::encodeName(lBin.path()) + ':' + lPath);
         const QString lPhrase = gfDecryptPassPhrase(mfPath("pass.key"), mfPath("pass.enc"));
         qputenv("PATH", lPath);
-        QCOMPARE(lPhrase, QStringLiteral("secret phrase\n"));
-        QFile lModeFile(mfPath("modes"));
+        QTEST(lPhrase, "expected");
+        QFile lModeFile(lModes);
         QVERIFY(lModeFile.open(QIODevice::ReadOnly));
         QCOMPARE(lModeFile.readAll(), QByteArray("600\n600\n"));
+        QCOMPARE(QDir(mvDir.path()).entryList(QDir::Files), QStringList({"pass.enc", "pass.key"}));
+        QCOMPARE(gfDecryptPassPhrase(mfPath("none.key"), mfPath("pass.enc")), QString());
+        QCOMPARE(gfDecryptPassPhrase(mfPath("pass.key"), mfPath("none.enc")), QString());
+        QVERIFY(!QFile::exists(mfPath("none.enc.tmp")));
     }
 };
 
