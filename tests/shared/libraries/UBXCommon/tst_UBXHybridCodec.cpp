@@ -200,18 +200,13 @@ private slots:
         QTest::addColumn<bool>("compress");
         const QByteArray lGood = gfHeader(4, 2) + gfRle(0, 0, 1, 1, {sRed}, {0, 1});
         QTest::newRow("block outside canvas") << lGood + gfRle(3, 1, 2, 1, {sRed}, {0, 2}) << false;
-        QTest::newRow("negative block") << lGood + gfRle(-1, 0, 2, 1, {sRed}, {0, 2}) << false;
         QTest::newRow("span past block") << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 255}) << false;
         QTest::newRow("index beyond palette")
             << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 1, 9, 1}) << false;
         QTest::newRow("truncated spans")
             << lGood + gfRle(0, 1, 2, 1, {sRed}, {0, 1}, 30000) << false;
-        QTest::newRow("truncated palette") << lGood + gfBytes({0, 0, 0, 1, 1, 0}, 1) << false;
         QTest::newRow("jpeg length 2^31-1")
             << lGood + gfBytes({1}, 1) + gfBytes({0x7FFFFFFF}, 4) + gfBytes({0, 0}, 2) << false;
-        QTest::newRow("jpeg of garbage")
-            << lGood + gfBytes({1}, 1) + gfBytes({4}, 4) + gfBytes({0, 0}, 2) + "\xff\xd8\xff\xe0"
-            << false;
         QTest::newRow("compressed garbage") << QByteArray("\x7f\xff\xff\xffgarbage") << true;
         QByteArray lBomb = qCompress(lGood + QByteArray(1 << 22, '\x03'));
         QTest::newRow("compressed beyond limit") << lBomb << true;

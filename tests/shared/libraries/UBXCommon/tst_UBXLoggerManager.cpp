@@ -52,8 +52,6 @@ private Q_SLOTS:
                    "The 'consolelogging' command line parameter was passed."
                    "The 'syslogging' command line parameter was passed."
             << 0 << "console sys a.log";
-        QTest::newRow("file switch first") << QStringList{"-filelogging", "-logfile", "run.log"}
-                                           << sFilePassed + sNamePassed << 2 << "run.log";
         QTest::newRow("file name first") << QStringList{"-logfile", "run.log", "-filelogging"}
                                          << sNamePassed + sFilePassed << 2 << "run.log";
         QTest::newRow("file name missing")

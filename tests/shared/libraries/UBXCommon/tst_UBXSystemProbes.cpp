@@ -123,7 +123,6 @@ private Q_SLOTS:
         lRow("gnome-xorg, inactive, found by process", "gnome-xorg", "", "SYSTEM", "Active false",
              "blocked");
         lRow("no such session id", "ubuntu", "7", "SYSTEM", "LockedHint true", "free");
-        lRow("gnome, tool missing, shell free", "gnome", "1", "SESSION", "", "free");
         lRow("gnome, tool missing, shell active", "gnome", "1", "SESSION", "ScreenSaverActive true",
              "blocked");
     }
