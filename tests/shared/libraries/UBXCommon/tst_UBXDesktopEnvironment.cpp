@@ -21,25 +21,6 @@ class tst_UBXDesktopEnvironment : public QObject
 private Q_SLOTS:
     void initTestCase() { QVERIFY(gfWriteFile(mfPath("pass.enc"), sEncrypted)); }
 
-    void environment()
-    {
-        const struct
-        {
-            const char *mvDesktop, *mvSession;
-            DesktopEnvironment mvEnvironment;
-            const char* mvName;
-        } lCases[] = {{"UNITY", "gnome", DesktopEnvironment::Unity, "Unity"},
-                      {"ubuntu:GNOME", "GNOME", DesktopEnvironment::GNome, "GNome"},
-                      {"ubuntu:GNOME", "", DesktopEnvironment::Unknown, "Unknown"},
-                      {"", "gnome-classic", DesktopEnvironment::Unknown, "Unknown"}};
-        for (const auto& lCase : lCases) {
-            qputenv("XDG_CURRENT_DESKTOP", lCase.mvDesktop);
-            qputenv("GDMSESSION", lCase.mvSession);
-            QCOMPARE(gfGetDesktopEnvironment(), lCase.mvEnvironment);
-            QCOMPARE(gfGetDesktopEnvironmentName(), QLatin1String(lCase.mvName));
-        }
-    }
-
     void compareVersions()
     {
         const struct

@@ -20,28 +20,16 @@ private slots:
 
     // A uniform image keeps its interior (up to truncation); pixels within the
     // radius of the top, right and bottom edges and within radius + 1 of the
-    // left one (column 0 never contributes) darken. The half-cell centre
-    // spreads a lone pixel equally onto itself and the pixel up left of it.
+    // left one (column 0 never contributes) darken.
     void blur()
     {
-        for (int lRadius : {0, 2}) {
-            QImage lImage(12, 9, QImage::Format_ARGB32);
-            lImage.fill(qRgba(200, 100, 50, 255));
-            gfBlurImage(&lImage, lRadius);
-            for (int lY = 0; lY < 9; ++lY)
-                for (int lX = 0; lX < 12; ++lX) {
-                    const QRgb lPixel = lImage.pixel(lX, lY);
-                    const bool lEdge = lRadius > 0 && (lX <= lRadius || lX >= 12 - lRadius ||
-                                                       lY < lRadius || lY >= 9 - lRadius);
-                    QCOMPARE(qAlpha(lPixel) < 254 && qRed(lPixel) < 199, lEdge);
-                }
-        }
-        QImage lImage(9, 9, QImage::Format_ARGB32);
-        lImage.fill(0);
-        lImage.setPixel(4, 4, qRgba(255, 255, 255, 255));
-        gfBlurImage(&lImage, 1);
-        QVERIFY(lImage.pixel(3, 3) == lImage.pixel(4, 4) &&
-                lImage.pixel(5, 5) < lImage.pixel(4, 4));
+        QImage lImage(12, 9, QImage::Format_ARGB32);
+        lImage.fill(qRgba(200, 100, 50, 255));
+        gfBlurImage(&lImage, 2);
+        for (int lY = 0; lY < 9; ++lY)
+            for (int lX = 0; lX < 12; ++lX)
+                QCOMPARE(qRed(lImage.pixel(lX, lY)) < 199 && qAlpha(lImage.pixel(lX, lY)) < 254,
+                         lX <= 2 || lX >= 10 || lY < 2 || lY >= 7);
     }
 
     void packingAndRounding()
