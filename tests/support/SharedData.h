@@ -7,9 +7,8 @@
 
 #include <cmath>
 
-// The real screens of the shared data folder (BEAMORA_DATA_DIR) live beside
-// the source tree, not in it. A checkout without them skips what needs them,
-// naming the folder, instead of failing on a missing file.
+// The real screens of the shared data folder (BEAMORA_DATA_DIR) live beside the source
+// tree: a checkout without them skips what needs them instead of failing.
 #define BEAMORA_SKIP_WITHOUT_SHARED_DATA(aPath)                                                    \
     do {                                                                                           \
         if (!QFileInfo::exists(aPath))                                                             \

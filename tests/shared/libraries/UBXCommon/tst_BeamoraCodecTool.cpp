@@ -19,8 +19,7 @@ int gfRun(const QStringList& aArgs, QByteArray* apErrors = nullptr)
 }
 } // namespace
 
-// The real tool as the end-to-end driver: three frames of typing go through
-// a stream file and come back frame by frame.
+// The real tool end to end: frames go through a stream file and come back.
 class tst_BeamoraCodecTool : public QObject
 {
     Q_OBJECT

@@ -79,9 +79,8 @@ private slots:
         QTEST(mfRegion(32, size, bytesPerPixel, changes), "expected");
     }
 
-    // One pass per call through the rotation 0, 4, ..., 28, 1, 5, ..., 31: a
-    // change is first found on the call that samples its line (the offset
-    // taken modulo the height of a short tile row).
+    // One pass per call through the rotation 0, 4, ..., 28, 1, 5, ..., 31: a change is first
+    // found on the call that samples its line (modulo the height of a short tile row).
     void onePassPerCall_data()
     {
         QTest::addColumn<int>("height");

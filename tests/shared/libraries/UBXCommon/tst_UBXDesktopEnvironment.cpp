@@ -6,9 +6,8 @@
 #include <QtTest>
 
 namespace {
-// "secret phrase\n" encrypted by the real tool with the key "k3y\n"; the tool
-// itself rejects this file with the keys "other\n" and "k3y" (a random salt
-// lets about one wrong key in 256 through, so the file is fixed).
+// "secret phrase\n" encrypted by the real tool with the key "k3y\n"; fixed, as the tool
+// itself must reject it with the wrong keys below (a salt lets one in 256 through).
 const QByteArray sEncrypted = "U2FsdGVkX1/jM+bAWabreSH6J+Gthygy9MK0mdh+k8w=\n";
 } // namespace
 
@@ -35,10 +34,8 @@ private Q_SLOTS:
             QVERIFY2(gfCompareVersions(lCase.mvA, lCase.mvB) == lCase.mvResult, lCase.mvA);
     }
 
-    // The key file's trailing newline is part of the key; the plain text comes
-    // back byte for byte, only ever lands in a file of mode 600 and is left
-    // nowhere on disk. A stand-in for the tool records the mode of its output
-    // file before and after the real one ran.
+    // The key file's newline is part of the key. The plain text only ever lands in a file
+    // of mode 600 (the tool's stand-in records it around the real run) and is not left behind.
     void decrypt_data()
     {
         QTest::addColumn<QByteArray>("keyFile");

@@ -45,9 +45,8 @@ class tst_UBXSystemProbes : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    // The session is blocked unless a probe answers that it is free. A hanging
-    // tool runs under a shell with a child of its own (two pids): none of them
-    // may survive the probe giving up.
+    // Blocked unless a probe answers that it is free. A hanging tool runs under a shell with
+    // a child of its own (two pids): none may survive the probe giving up.
     void sessionProbe_data()
     {
         QTest::addColumn<QByteArray>("desktop");

@@ -27,9 +27,8 @@ class tst_UBXThread : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    // In a child (see main): Qt aborts the process after the destructor's
-    // complaint, so the complaint goes to a direct console sink. A thread
-    // that finished first goes silently.
+    // In a child (see main) with a direct console sink, as Qt aborts after the complaint.
+    // A thread that finished first goes silently.
     void runningThreadIsReportedWithItsName()
     {
         QProcess lChild;

@@ -18,9 +18,8 @@ private slots:
         QVERIFY(gfHasNonEmptyAlphaChannel(&lImage));
     }
 
-    // A uniform image keeps its interior (up to truncation); pixels within the
-    // radius of the top, right and bottom edges and within radius + 1 of the
-    // left one (column 0 never contributes) darken.
+    // A uniform image keeps its interior; it darkens within the radius of the top, right and
+    // bottom edges and within radius + 1 of the left one (column 0 never contributes).
     void blur()
     {
         QImage lImage(12, 9, QImage::Format_ARGB32);
