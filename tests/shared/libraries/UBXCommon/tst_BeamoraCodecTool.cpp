@@ -19,14 +19,15 @@ int gfRun(const QStringList& aArgs, QByteArray* apErrors = nullptr)
 }
 } // namespace
 
-// The real tool end to end: frames go through a stream file and come back.
 class tst_BeamoraCodecTool : public QObject
 {
     Q_OBJECT
 
 private slots:
-    // Image tiles as PNG come back exact (in colour); only the parallel decoder reads them.
-    void roundTrip()
+    // The real tool end to end: frames go through a stream file and come back exact (image
+    // tiles as PNG, read only by the parallel decoder). A record cut short fails, naming
+    // the frame, once the frames before it are written.
+    void roundTripKeepsWhatDecoded()
     {
         BEAMORA_SKIP_WITHOUT_SHARED_DATA(sFrames.arg("0001"));
         QTemporaryDir lDir;
@@ -36,26 +37,16 @@ private slots:
                                    "--sequential", "-o", lStream} +
                        lFrames),
                  0);
-        QCOMPARE(gfRun({"decode", "--all", "--compress", "-o", lDir.path(), lStream}), 0);
+        QFile lFile(lStream);
+        QVERIFY(lFile.open(QIODevice::Append));
+        lFile.write("\0\0\0\x20\0\0\0\0\0\x10\0\x10\x05", 13);
+        lFile.close();
+        QByteArray lErrors;
+        QCOMPARE(gfRun({"decode", "--all", "--compress", "-o", lDir.path(), lStream}, &lErrors), 1);
+        QVERIFY2(lErrors.contains("frame 4 at byte"), lErrors);
         for (const QString& lFrame : lFrames)
             QCOMPARE(gfPsnr(QImage(lDir.filePath(QFileInfo(lFrame).fileName())), QImage(lFrame)),
                      99.0);
-    }
-
-    void malformedStreamKeepsWhatDecoded()
-    {
-        BEAMORA_SKIP_WITHOUT_SHARED_DATA(sFrames.arg("0001"));
-        QTemporaryDir lDir;
-        const QString lStream = lDir.filePath("one.stream");
-        QCOMPARE(gfRun({"encode", "-o", lStream, sFrames.arg("0001")}), 0);
-        QFile lFile(lStream);
-        QVERIFY(lFile.open(QIODevice::Append));
-        lFile.write("\0\0\0\x20\0\0\0\0\0\x10\0\x10\x05", 13); // a second frame, cut short
-        lFile.close();
-        QByteArray lErrors;
-        QCOMPARE(gfRun({"decode", "-o", lDir.filePath("out.png"), lStream}, &lErrors), 1);
-        QVERIFY2(lErrors.contains("frame 2 at byte"), lErrors);
-        QVERIFY(gfPsnr(QImage(lDir.filePath("out.png")), QImage(sFrames.arg("0001"))) > 35);
         QCOMPARE(gfRun({"decode", "--mode", "png", "-o", "x", lStream}), 2);
     }
 };
