@@ -6,7 +6,6 @@
 #include <QDateTime>
 #include <QtTest>
 
-#include <atomic>
 #include <memory>
 
 namespace {
@@ -44,14 +43,6 @@ private:
         QCoreApplication::processEvents();
         return lReached;
     }
-    qint64 mfLoggedAt(const QString& aText) const
-    {
-        for (const ICLoggerItem& lItem : mvLog->mfItems()) {
-            if (lItem.mfGetText() == aText)
-                return lItem.mfGetDateTime().toMSecsSinceEpoch();
-        }
-        return -1;
-    }
 
 private Q_SLOTS:
     void init()
@@ -64,6 +55,7 @@ private Q_SLOTS:
         QVERIFY(mvListing->isValid());
         qputenv("XDG_CURRENT_DESKTOP", "Unity");
         qputenv("BEAMORA_USB_STORAGE_DIR", QFile::encodeName(mvListing->path()));
+        qunsetenv("BEAMORA_SYSFS_USB_DIR");
         mvEvents.clear();
         mvLog = std::make_unique<LogCapture>();
         mvDetector = std::make_unique<ButtonDetector>();
@@ -83,7 +75,6 @@ private Q_SLOTS:
         mvLog.reset();
         mvTools.reset();
         mvListing.reset();
-        qunsetenv("BEAMORA_SYSFS_USB_DIR");
     }
 
     void reportsEdgesOnly()
@@ -105,6 +96,12 @@ private Q_SLOTS:
         QCOMPARE(mvEvents, lBoth);
         QCOMPARE(mvLog->mfCount(sInserted, Debug), 1);
         QCOMPARE(mvLog->mfCount(sRemoved, Debug), 1);
+
+        // The cycle that begins after a change already sleeps the new interval.
+        mvDetector->mpSetPollInterval(1500);
+        const qsizetype lBefore = mfCycles().size();
+        QVERIFY(mfWaitForCycles(2));
+        QVERIFY(mfCycles().at(lBefore + 1) - mfCycles().at(lBefore) >= 1490);
     }
 
     // While the screen saver runs the plugged-in button is not looked at, and
@@ -127,18 +124,6 @@ private Q_SLOTS:
         QCOMPARE(mvLog->mfCount(sBack, Debug), 1);
     }
 
-    // The cycle that begins after the change already sleeps the new interval.
-    void pollIntervalChangesWhileRunning()
-    {
-        mvDetector->mpStartDetection();
-        QVERIFY(mfWaitForCycles(2));
-        mvDetector->mpSetPollInterval(1500);
-        const qsizetype lBefore = mfCycles().size();
-        QVERIFY(mfWaitForCycles(2));
-        const QList<qint64> lCycles = mfCycles();
-        QVERIFY(lCycles.at(lBefore + 1) - lCycles.at(lBefore) >= 1490);
-    }
-
     // A button present at the start is reported by the first cycle, and
     // destruction waits out the sleep that follows.
     void presentAtStartThenDestroyedWhileSleeping()
@@ -147,18 +132,9 @@ private Q_SLOTS:
         mvDetector->mpSetPollInterval(3000);
         mvDetector->mpStartDetection();
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, QStringList{"inserted:"}, sWaitMs);
-        const qint64 lReported = mfLoggedAt(sInserted);
-        const QList<qint64> lCycles = mfCycles();
-        QCOMPARE(std::count_if(lCycles.begin(), lCycles.end(),
-                               [lReported](qint64 aCycle) { return aCycle <= lReported; }),
-                 1);
-        std::atomic<bool> lFinished{false};
-        connect(
-            mvDetector.get(), &QThread::finished, this, [&lFinished] { lFinished = true; },
-            Qt::DirectConnection);
+        QCOMPARE(mfCycles().size(), 1);
         mvDetector.reset();
-        QVERIFY(lFinished);
-        QVERIFY(QDateTime::currentMSecsSinceEpoch() - lReported >= 2990);
+        QVERIFY(QDateTime::currentMSecsSinceEpoch() - mfCycles().first() >= 2990);
         QCOMPARE(mvLog->mfItems().last().mfGetText(), sInserted); // no complaint from UBXThread
     }
 
