@@ -12,10 +12,6 @@ namespace {
 constexpr int sWaitMs = 20000;
 const QString sScreenSaver = QStringLiteral("org.gnome.ScreenSaver");
 const QString sInserted = QStringLiteral("Button detector has detected that button is inserted.");
-const QString sRemoved = QStringLiteral("Button detector has detected that button is removed.");
-const QString sAway = QStringLiteral("The executable is not running on the input desktop.");
-const QString sBack = QStringLiteral("The executable is running on the input desktop.");
-
 } // namespace
 
 // The detector against a fake Unity session, whose call log counts and times
@@ -94,8 +90,8 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, lBoth, sWaitMs);
         QVERIFY(mfWaitForCycles(3));
         QCOMPARE(mvEvents, lBoth);
-        QCOMPARE(mvLog->mfCount(sInserted, Debug), 1);
-        QCOMPARE(mvLog->mfCount(sRemoved, Debug), 1);
+        QCOMPARE(mvLog->mfTexts(Debug).filter("button is"),
+                 QStringList({sInserted, "Button detector has detected that button is removed."}));
 
         // The cycle that begins after a change already sleeps the new interval.
         mvDetector->mpSetPollInterval(1500);
@@ -120,8 +116,9 @@ private Q_SLOTS:
 
         QVERIFY(mvTools->mfWrite(sScreenSaver + ".reply", "(false,)\n"));
         QTRY_COMPARE_WITH_TIMEOUT(mvEvents, (QStringList{"away", "back", "inserted:"}), sWaitMs);
-        QCOMPARE(mvLog->mfCount(sAway, Debug), 1);
-        QCOMPARE(mvLog->mfCount(sBack, Debug), 1);
+        QCOMPARE(mvLog->mfTexts(Debug).filter("input desktop"),
+                 QStringList({"The executable is not running on the input desktop.",
+                              "The executable is running on the input desktop."}));
     }
 
     // A button present at the start is reported by the first cycle, and

@@ -120,23 +120,26 @@ class tst_Launcher : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void startupAndLaunch_data()
+    void startLaunchAndEndOnASignal_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("level"); // passed on to the client; none without logging
         QTest::addColumn<QByteArray>("errors");
-        QTest::newRow("no logging") << QStringList() << QString() << QByteArray();
-        QTest::newRow("info") << QStringList{"-enablelogging", "-loglevel", "info"} << "info"
-                              << QByteArray();
-        QTest::newRow("last level wins, upper case, unknown switch goes on")
+        QTest::addColumn<int>("signalNumber");
+        QTest::newRow("no logging, SIGTERM")
+            << QStringList() << QString() << QByteArray() << int(SIGTERM);
+        QTest::newRow("info, SIGINT") << QStringList{"-enablelogging", "-loglevel", "info"}
+                                      << "info" << QByteArray() << int(SIGINT);
+        QTest::newRow("last level wins, upper case, unknown switch goes on; SIGHUP")
             << QStringList{"-loglevel", "warn", "-foo", "-enablelogging", "-loglevel", "DEBUG"}
-            << "debug" << QByteArray("ERROR: Invalid switch \"-foo\"\n");
+            << "debug" << QByteArray("ERROR: Invalid switch \"-foo\"\n") << int(SIGHUP);
     }
-    void startupAndLaunch()
+    void startLaunchAndEndOnASignal()
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, level);
         QFETCH(QByteArray, errors);
+        QFETCH(int, signalNumber);
         LauncherWorld lWorld;
         LauncherProcess lLauncher(lWorld.mvEnvironment, arguments);
         QVERIFY(lLauncher.mfWaitFor(sBanner));
@@ -165,10 +168,25 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.mfCount(lLaunchLine), 1);
         QCOMPARE(lLauncher.mfIndexOf(sLaunching) + 1, lLauncher.mfIndexOf(lLaunchLine));
 
-        // Ending the launcher writes out everything queued for the file, whose
-        // level is the one given; without logging no data directory is made.
-        lLauncher.terminate();
+        // The launcher ends cleanly: the guard released, the lines of that
+        // written while it exits and dated like any other, the client left
+        // running. The file, at the level given, gets everything queued;
+        // without logging no data directory is made.
+        const QString lGuard = lWorld.mfPath("runtime/beamoralauncher_alice");
+        QVERIFY(QFile::exists(lGuard));
+        QCOMPARE(::kill(static_cast<pid_t>(lLauncher.processId()), signalNumber), 0);
         QVERIFY(lLauncher.waitForFinished(30000));
+        QCOMPARE(lLauncher.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(lLauncher.exitCode(), 0);
+        QVERIFY(!QFile::exists(lGuard));
+        const QString lLast =
+            QString::fromLatin1(lLauncher.mfOutput()).split('\n').filter("\t").last();
+        QVERIFY2(QRegularExpression("^Debug\\t\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d:\\d{3}\\t"
+                                    "\\[UBXLocalCommunication::UBXLocalCommunication\\] End$")
+                     .match(lLast)
+                     .hasMatch(),
+                 qPrintable(lLast));
+        QVERIFY(gfSendExit());
         QCOMPARE(QFile::exists(lWorld.mfPath("data/Lumora")), !level.isEmpty());
         if (level.isEmpty())
             return;
@@ -202,32 +220,26 @@ private Q_SLOTS:
                                  qMax<qint64>(0, 6000 - lSinceRemoval.elapsed())));
     }
 
-    // The removal's "exit" reaches a client the launcher did not start.
+    // A running Button Manager keeps the launcher from starting the client,
+    // not from asking it to exit; the client's end is noted.
     void runningButtonManagerSuppressesLaunchButNotExit()
     {
         LauncherWorld lWorld;
+        LauncherProcess lLauncher(lWorld.mvEnvironment, {});
+        lWorld.mpPlugButton();
+        QVERIFY(lLauncher.mfWaitFor(sListening));
         QLocalServer lManager;
         QVERIFY(lManager.listen("beamorabuttonmanager"));
-        QProcess lClient;
-        lClient.start(STANDIN_CLIENT_PATH);
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                return lClient.canReadLine() &&
-                       lClient.readLine().startsWith(sListening.toLatin1());
-            },
-            30000));
-
-        LauncherProcess lLauncher(lWorld.mvEnvironment, {});
+        lWorld.mpPlugButton(false);
+        QVERIFY(lLauncher.mfWaitFor("stand-in client received: exit"));
+        QVERIFY(lLauncher.mfWaitFor("Debug Process finished. Exit code: 0"));
         lWorld.mpPlugButton();
         QVERIFY(lLauncher.mfWaitFor("Info Beamora Button was inserted. Not launching the client "
                                     "because an instance of Button Manager is running."));
-        QCOMPARE(lLauncher.mfCount(sLaunching), 0);
-        // The manager's name is still its own after the probe.
-        QVERIFY(lManager.isListening());
-
+        QCOMPARE(lLauncher.mfCount(sLaunching), 1);
+        QVERIFY(lManager.isListening()); // its name is still its own after the probe
         lWorld.mpPlugButton(false);
-        QVERIFY(lClient.waitForFinished(30000));
-        QCOMPARE(lLauncher.mfIndexOf("stand-in client started: "), -1);
+        QVERIFY(lLauncher.mfWaitFor(sExiting, 2));
     }
 
     // One launcher per user: a second one leaves silently, one of another user
@@ -286,40 +298,6 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.exitStatus(), QProcess::NormalExit);
         QCOMPARE(lLauncher.exitCode(), 0);
         QCOMPARE(QString::fromLatin1(lLauncher.mfOutput()), output.replace("%1", runtime));
-    }
-
-    void terminationSignalsEndCleanly_data()
-    {
-        QTest::addColumn<int>("signalNumber");
-        QTest::newRow("SIGTERM") << int(SIGTERM);
-        QTest::newRow("SIGINT") << int(SIGINT);
-        QTest::newRow("SIGHUP") << int(SIGHUP);
-    }
-    void terminationSignalsEndCleanly()
-    {
-        QFETCH(int, signalNumber);
-        LauncherWorld lWorld;
-        LauncherProcess lLauncher(lWorld.mvEnvironment, {});
-        lWorld.mpPlugButton();
-        QVERIFY(lLauncher.mfWaitFor(sListening));
-        const QString lGuard = lWorld.mfPath("runtime/beamoralauncher_alice");
-        QVERIFY(QFile::exists(lGuard));
-        QCOMPARE(::kill(static_cast<pid_t>(lLauncher.processId()), signalNumber), 0);
-        QVERIFY(lLauncher.waitForFinished(30000));
-        QCOMPARE(lLauncher.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(lLauncher.exitCode(), 0);
-        QVERIFY(!QFile::exists(lGuard));
-        // Lines of the guard's release are written while the process exits,
-        // and keep their date like any other.
-        const QString lLast =
-            QString::fromLatin1(lLauncher.mfOutput()).split('\n').filter("\t").last();
-        QVERIFY2(QRegularExpression("^Debug\\t\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d:\\d{3}\\t"
-                                    "\\[UBXLocalCommunication::UBXLocalCommunication\\] End$")
-                     .match(lLast)
-                     .hasMatch(),
-                 qPrintable(lLast));
-        // The client is not ended with the launcher: it still takes requests.
-        QVERIFY(gfSendExit());
     }
 };
 
