@@ -148,12 +148,11 @@ private Q_SLOTS:
         // The banner: each line at Info, the cores counted, the OS given up on.
         QStringList lBanner =
             lLauncher.mfLines().mid(lLauncher.mfIndexOf("Info Beamora Launcher started."), 6);
-        QVERIFY(
-            QRegularExpression("^Info CPU CORES:[1-9][0-9]*$").match(lBanner.takeAt(4)).hasMatch());
+        lBanner[4].replace(QRegularExpression(":[1-9][0-9]*$"), ":N");
         QCOMPARE(lBanner,
                  QStringList({"Info Beamora Launcher started.", "Info ============================",
                               "Info VERSION:00.00.00.trunk-1315", "Info BUILD:Mar 17 2015 05:39:22",
-                              sBanner}));
+                              "Info CPU CORES:N", sBanner}));
 
         lWorld.mpPlugButton();
         QVERIFY(lLauncher.mfWaitFor(sListening));
@@ -161,11 +160,10 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.mfIndexOf("stand-in client directory: " + lWorld.mfPath("client")),
                  lLauncher.mfIndexOf("stand-in client started: " + lSwitches) + 1);
         const QString lProgram = lWorld.mfPath("client/beamora");
-        const QString lLaunchLine =
-            level.isEmpty() ? QStringLiteral("Debug Launching client process %1.").arg(lProgram)
-                            : QStringLiteral("Debug Launching process %1 with logging enabled at "
-                                             "level '%2'.")
-                                  .arg(lProgram, level);
+        const QString lLaunchLine = QString(level.isEmpty() ? "Debug Launching client process %1."
+                                                            : "Debug Launching process %1 with "
+                                                              "logging enabled at level '%2'.")
+                                        .arg(lProgram, level);
         QCOMPARE(lLauncher.mfCount(lLaunchLine), 1);
         QCOMPARE(lLauncher.mfIndexOf(sLaunching) + 1, lLauncher.mfIndexOf(lLaunchLine));
 
