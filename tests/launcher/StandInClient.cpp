@@ -36,16 +36,12 @@ int main(int argc, char* argv[])
     QObject::connect(&lServer, &QLocalServer::newConnection, [&lServer] {
         QLocalSocket* lSocket = lServer.nextPendingConnection();
         QObject::connect(lSocket, &QLocalSocket::readyRead, [lSocket] {
-            while (lSocket->bytesAvailable() >= 2) {
-                uchar lHeader[2];
-                lSocket->peek(reinterpret_cast<char*>(lHeader), 2);
-                if (lSocket->bytesAvailable() < 2 + (lHeader[0] << 8 | lHeader[1]))
-                    return;
-                lSocket->skip(2);
-                const QString lMessage =
-                    QString::fromUtf8(lSocket->read(lHeader[0] << 8 | lHeader[1]));
-                gpReport("received: " + lMessage);
-                if (lMessage == QLatin1String("exit"))
+            uchar lLength[2];
+            while (lSocket->peek(reinterpret_cast<char*>(lLength), 2) == 2 &&
+                   lSocket->bytesAvailable() >= 2 + (lLength[0] << 8 | lLength[1])) {
+                const QByteArray lFrame = lSocket->read(2 + (lLength[0] << 8 | lLength[1]));
+                gpReport("received: " + QString::fromUtf8(lFrame.mid(2)));
+                if (lFrame.mid(2) == "exit")
                     QCoreApplication::exit(0);
             }
         });

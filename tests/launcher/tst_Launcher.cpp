@@ -11,7 +11,6 @@
 #include <QtTest>
 
 #include <csignal>
-#include <memory>
 
 namespace {
 // Console lines as LauncherProcess::mfLines() gives them, and a client line.
@@ -160,10 +159,11 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.mfIndexOf("stand-in client directory: " + lWorld.mfPath("client")),
                  lLauncher.mfIndexOf("stand-in client started: " + lSwitches) + 1);
         const QString lProgram = lWorld.mfPath("client/beamora");
-        const QString lLaunchLine = QString(level.isEmpty() ? "Debug Launching client process %1."
-                                                            : "Debug Launching process %1 with "
-                                                              "logging enabled at level '%2'.")
-                                        .arg(lProgram, level);
+        const QString lLaunchLine =
+            level.isEmpty() ? QString("Debug Launching client process " + lProgram + '.')
+                            : QString("Debug Launching process %1 with logging enabled at level "
+                                      "'%2'.")
+                                  .arg(lProgram, level);
         QCOMPARE(lLauncher.mfCount(lLaunchLine), 1);
         QCOMPARE(lLauncher.mfIndexOf(sLaunching) + 1, lLauncher.mfIndexOf(lLaunchLine));
 
@@ -174,8 +174,7 @@ private Q_SLOTS:
         const QString lGuard = lWorld.mfPath("runtime/beamoralauncher_alice");
         QVERIFY(QFile::exists(lGuard));
         QCOMPARE(::kill(static_cast<pid_t>(lLauncher.processId()), signalNumber), 0);
-        QVERIFY(lLauncher.waitForFinished(30000));
-        QCOMPARE(lLauncher.exitStatus(), QProcess::NormalExit);
+        QVERIFY(lLauncher.waitForFinished(30000) && lLauncher.exitStatus() == QProcess::NormalExit);
         QCOMPARE(lLauncher.exitCode(), 0);
         QVERIFY(!QFile::exists(lGuard));
         const QString lLast =
@@ -239,8 +238,8 @@ private Q_SLOTS:
     void oneInstancePerUser()
     {
         LauncherWorld lWorld;
-        auto lFirst = std::make_unique<LauncherProcess>(lWorld.mvEnvironment, QStringList());
-        QVERIFY(lFirst->mfWaitFor(sBanner));
+        LauncherProcess lFirst(lWorld.mvEnvironment, {});
+        QVERIFY(lFirst.mfWaitFor(sBanner));
         LauncherProcess lSecond(lWorld.mvEnvironment, {"-enablelogging", "-bogus"});
         QVERIFY(lSecond.waitForFinished(30000));
         QCOMPARE(lSecond.exitCode(), 0);
@@ -251,11 +250,10 @@ private Q_SLOTS:
         LauncherProcess lBobs(lBob, {});
         QVERIFY(lBobs.mfWaitFor(sBanner));
         QVERIFY(QFile::exists(QDir::temp().filePath("beamoralauncher_bob")));
-        QCOMPARE(lFirst->state(), QProcess::Running);
+        QCOMPARE(lFirst.state(), QProcess::Running);
 
-        lFirst->kill();
-        QVERIFY(lFirst->waitForFinished(30000));
-        lFirst.reset();
+        lFirst.kill();
+        QVERIFY(lFirst.waitForFinished(30000));
         QVERIFY(QFile::exists(lWorld.mfPath("runtime/beamoralauncher_alice")));
         LauncherProcess lNext(lWorld.mvEnvironment, {});
         QVERIFY(lNext.mfWaitFor(sBanner));
@@ -286,8 +284,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(runtime));
         lWorld.mvEnvironment.insert("XDG_RUNTIME_DIR", runtime);
         LauncherProcess lLauncher(lWorld.mvEnvironment, arguments);
-        QVERIFY(lLauncher.waitForFinished(30000));
-        QCOMPARE(lLauncher.exitStatus(), QProcess::NormalExit);
+        QVERIFY(lLauncher.waitForFinished(30000) && lLauncher.exitStatus() == QProcess::NormalExit);
         QCOMPARE(lLauncher.exitCode(), 0);
         QCOMPARE(QString::fromLatin1(lLauncher.mfOutput()), output.replace("%1", runtime));
     }
