@@ -1,7 +1,5 @@
-// End-to-end tests of the built launcher binary in a private world: a
-// simulated button (listing files written by the test), the stand-in client
-// (whose lines reach the launcher's output) and real local channels between
-// the processes.
+// End-to-end tests of the built launcher binary: a simulated button, the
+// stand-in client and real local channels between the processes.
 #include "TestFiles.h"
 
 #include <QLocalServer>
@@ -42,8 +40,6 @@ public:
     {
         for (const char* lName : {"home", "data", "config", "runtime", "usb", "client"})
             QDir(mvRoot.path()).mkpath(QLatin1String(lName));
-        QFile::setPermissions(mfPath("runtime"), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                                     QFileDevice::ExeOwner);
         QFile::copy(STANDIN_CLIENT_PATH, mfPath("client/beamora"));
         // Sanitizer settings, the test's own TMPDIR and its (absent) message
         // buses carry over; nothing else of the real session does.
@@ -105,7 +101,6 @@ public:
         return QString::fromLatin1(mfOutput()).replace(sDate, "\\1 ").split('\n');
     }
     int mfIndexOf(const QString& aLine, int aFrom = 0) { return mfLines().indexOf(aLine, aFrom); }
-    int mfCount(const QString& aLine) { return int(mfLines().count(aLine)); }
     // Waits for the line to come at aFrom or later.
     bool mfWaitFor(const QString& aLine, int aFrom = 0)
     {
@@ -164,7 +159,7 @@ private Q_SLOTS:
                             : QString("Debug Launching process %1 with logging enabled at level "
                                       "'%2'.")
                                   .arg(lProgram, level);
-        QCOMPARE(lLauncher.mfCount(lLaunchLine), 1);
+        QCOMPARE(lLauncher.mfLines().count(lLaunchLine), 1);
         QCOMPARE(lLauncher.mfIndexOf(sLaunching) + 1, lLauncher.mfIndexOf(lLaunchLine));
 
         // The launcher ends cleanly: the guard released, the lines of that
@@ -229,7 +224,7 @@ private Q_SLOTS:
         lWorld.mpPlugButton();
         QVERIFY(lLauncher.mfWaitFor("Info Beamora Button was inserted. Not launching the client "
                                     "because an instance of Button Manager is running."));
-        QCOMPARE(lLauncher.mfCount(sLaunching), 2);
+        QCOMPARE(lLauncher.mfLines().count(sLaunching), 2);
         QVERIFY(lManager.isListening()); // its name is still its own after the probe
     }
 

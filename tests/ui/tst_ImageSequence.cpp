@@ -87,13 +87,13 @@ private Q_SLOTS:
     void fileLayoutAndRoundTrip()
     {
         QTemporaryDir lDir;
-        const QString lFile = lDir.filePath(QStringLiteral("s.seq"));
+        const QString lFile = lDir.filePath("s.seq");
         ImageSequence lSequence;
-        QVERIFY(!lSequence.mfSaveToFile(lFile, QStringLiteral("PNG")));
+        QVERIFY(!lSequence.mfSaveToFile(lFile, "PNG"));
         QVERIFY(!QFile::exists(lFile));
         gpAddFrames(lSequence, 3);
         lSequence.mpSetFrameRate(12.5f);
-        QVERIFY(lSequence.mfSaveToFile(lFile, QStringLiteral("PNG")));
+        QVERIFY(lSequence.mfSaveToFile(lFile, "PNG"));
 
         QFile lIn(lFile);
         QVERIFY(lIn.open(QIODevice::ReadOnly));
@@ -115,12 +115,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("data");
         QTest::addColumn<int>("frames");
-        const QHash<QString, int> lExpected{{QStringLiteral("count-int-max"), 3},
-                                            {QStringLiteral("undecodable-middle-frame"), 2},
-                                            {QStringLiteral("claims-gigabytes"), -1},
-                                            {QStringLiteral("broken-zlib-stream"), -1},
-                                            {QStringLiteral("truncated-zlib-stream"), -1},
-                                            {QStringLiteral("claims-less-than-inflates"), -1}};
+        const QHash<QString, int> lExpected{
+            {"count-int-max", 3},          {"undecodable-middle-frame", 2},
+            {"claims-gigabytes", -1},      {"broken-zlib-stream", -1},
+            {"truncated-zlib-stream", -1}, {"claims-less-than-inflates", -1}};
         for (const QString& lInput : sCorpus.entryList(QDir::Files)) {
             QFile lFile(sCorpus.filePath(lInput));
             QVERIFY(lFile.open(QIODevice::ReadOnly));
@@ -143,14 +141,13 @@ private Q_SLOTS:
         QTemporaryDir lDir;
         ImageSequence lSequence;
         gpAddFrames(lSequence, 2);
-        QVERIFY(lSequence.mfGetFrame(1).save(lDir.filePath(QStringLiteral("a.png"))));
-        QVERIFY(lSequence.mfGetFrame(0).save(lDir.filePath(QStringLiteral("b.bmp"))));
-        QVERIFY(QFile::copy(sCorpus.filePath(QStringLiteral("png-3-frames")),
-                            lDir.filePath(QStringLiteral("c.txt"))));
+        QVERIFY(lSequence.mfGetFrame(1).save(lDir.filePath("a.png")));
+        QVERIFY(lSequence.mfGetFrame(0).save(lDir.filePath("b.bmp")));
+        QVERIFY(QFile::copy(sCorpus.filePath("png-3-frames"), lDir.filePath("c.txt")));
         QVERIFY(lSequence.mfLoadFromDirectory(lDir.path(), 5.0f));
         QCOMPARE(lSequence.mfGetFrameCount(), 2);
         QCOMPARE(lSequence.mfGetFrame(0).pixelColor(0, 0), QColor(40, 0, 0));
-        QVERIFY(!lSequence.mfLoadFromDirectory(lDir.filePath(QStringLiteral("none")), 5.0f));
+        QVERIFY(!lSequence.mfLoadFromDirectory(lDir.filePath("none"), 5.0f));
     }
 };
 
