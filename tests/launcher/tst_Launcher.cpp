@@ -162,8 +162,8 @@ private Q_SLOTS:
         QCOMPARE(lLauncher.mfLines().count(lLaunchLine), 1);
         QCOMPARE(lLauncher.mfIndexOf(sLaunching) + 1, lLauncher.mfIndexOf(lLaunchLine));
 
-        // The launcher ends cleanly: the guard released, the lines of that
-        // written while it exits and dated like any other, the client left
+        // The launcher ends cleanly: it releases the guard, logging that on
+        // its way out with a date like any other line, and leaves the client
         // running. The file, at the level given, gets everything queued;
         // without logging no data directory is made.
         const QString lGuard = lWorld.mfPath("runtime/beamoralauncher_alice");
