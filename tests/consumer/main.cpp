@@ -15,10 +15,7 @@ int main(int argc, char* argv[])
     ICLoggerModel::instance()->mpLog(Info, QStringLiteral("consumer"), 0);
 
     UBXRecursiveMutex lMutex;
-    {
-        UBXMutexLocker lOuter(lMutex);
-        UBXMutexLocker lInner(lMutex);
-    }
+    UBXMutexLocker lLock(lMutex);
 
     UBXLocalCommunication lChannel(QStringLiteral("beamora_consumer_check"));
     if (!lChannel.mpStartCommunication(UBXStartServerOnly) || lChannel.gfGetRole() != UBXRoleServer)

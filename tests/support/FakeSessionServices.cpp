@@ -1,10 +1,9 @@
-// Two private message buses with the session services the launcher asks: the
-// first, standing for the system bus, carries logind with session "1" (found
-// by that id or by any process id); the second, for the session bus, GNOME
-// Shell's screen saver. Prints the two DBUS_..._BUS_ADDRESS=<address> lines,
-// then applies lines "<name> true|false" from standard input (LockedHint,
-// Active, ScreenSaverActive), answering "ok" to each. Ends, taking its buses
-// with it, when standard input closes.
+// Two private message buses: a system bus with logind, session "1" (found by
+// that id or by any process id), and a session bus with GNOME Shell's screen
+// saver. Prints the two DBUS_..._BUS_ADDRESS=<address> lines, then applies
+// lines "<name> true|false" from standard input (LockedHint, Active,
+// ScreenSaverActive), answering "ok" to each. Ends, buses and all, at its
+// input's end.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -47,10 +46,8 @@ private:
 QString gfStartBus(QProcess& aDaemon)
 {
     aDaemon.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    aDaemon.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                   QStringLiteral("--print-address"),
-                   QStringLiteral("--address=unix:dir=") + QDir::tempPath()});
+    aDaemon.start("dbus-daemon", {"--session", "--nofork", "--print-address",
+                                  "--address=unix:dir=" + QDir::tempPath()});
     aDaemon.waitForReadyRead(30000);
     return QString::fromLatin1(aDaemon.readLine().trimmed());
 }
@@ -60,21 +57,17 @@ int main(int argc, char* argv[])
     QCoreApplication lApplication(argc, argv);
     QProcess lSystemDaemon, lSessionDaemon;
     const QString lAddresses[] = {gfStartBus(lSystemDaemon), gfStartBus(lSessionDaemon)};
-    QDBusConnection lSystem =
-        QDBusConnection::connectToBus(lAddresses[0], QStringLiteral("system"));
-    QDBusConnection lSession =
-        QDBusConnection::connectToBus(lAddresses[1], QStringLiteral("session"));
+    QDBusConnection lSystem = QDBusConnection::connectToBus(lAddresses[0], "system");
+    QDBusConnection lSession = QDBusConnection::connectToBus(lAddresses[1], "session");
     FakeSessionState lState;
-    if (!lSystem.registerObject(QStringLiteral("/org/freedesktop/login1"),
-                                QStringLiteral("org.freedesktop.login1.Manager"), &lState,
-                                QDBusConnection::ExportAllSlots) ||
-        !lSystem.registerObject(QStringLiteral("/org/freedesktop/login1/session/_31"), &lState,
+    if (!lSystem.registerObject("/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                                &lState, QDBusConnection::ExportAllSlots) ||
+        !lSystem.registerObject("/org/freedesktop/login1/session/_31", &lState,
                                 QDBusConnection::ExportScriptableProperties) ||
-        !lSystem.registerService(QStringLiteral("org.freedesktop.login1")) ||
-        !lSession.registerObject(QStringLiteral("/org/gnome/ScreenSaver"),
-                                 QStringLiteral("org.gnome.ScreenSaver"), &lState,
+        !lSystem.registerService("org.freedesktop.login1") ||
+        !lSession.registerObject("/org/gnome/ScreenSaver", "org.gnome.ScreenSaver", &lState,
                                  QDBusConnection::ExportAllSlots) ||
-        !lSession.registerService(QStringLiteral("org.gnome.ScreenSaver")))
+        !lSession.registerService("org.gnome.ScreenSaver"))
         return 1;
     std::printf("DBUS_SYSTEM_BUS_ADDRESS=%s\nDBUS_SESSION_BUS_ADDRESS=%s\n",
                 qPrintable(lAddresses[0]), qPrintable(lAddresses[1]));
