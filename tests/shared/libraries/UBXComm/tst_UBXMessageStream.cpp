@@ -1,13 +1,17 @@
 #include "LogCapture.h"
 #include "MemoryIODevice.h"
-#include "PeerProtocol.h"
 #include "UBXMessageStream.h"
 
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
-using namespace PeerProtocol;
+namespace {
+// 2-byte big-endian length, then the bytes.
+QByteArray gfFrame(const QByteArray& aPayload)
+{
+    return QByteArray(1, char(aPayload.size() >> 8)) + char(aPayload.size() & 0xFF) + aPayload;
+}
+} // namespace
 
 class tst_UBXMessageStream : public QObject
 {
@@ -127,26 +131,12 @@ private Q_SLOTS:
         lStream->mpStartListening(false);
         const QByteArray lFrame = gfFrame("partial message");
         lDevice.mpAppend(lFrame.left(6));
-        mvLog.mpClear();
-        lStream->gpPrintStatus();
-        QStringList lStatus = mvLog.mfTexts(Debug);
-        QVERIFY(
-            QRegularExpression("^ --> Last bytes were received at \\d\\d:\\d\\d:\\d\\d\\.\\d{3}$")
-                .match(lStatus.takeAt(1))
-                .hasMatch());
-        QCOMPARE(lStatus, QStringList({"STATUS OF UBXMESSAGESTREAM", " --> Reading data block: 1",
-                                       " --> Size of data block: 15", " --> Bytes received: 4"}));
-
         lStream->mpStopListening();
         lDevice.mpAppend(lFrame.mid(6));
         QCOMPARE(lMessages.count(), 0);
         lStream->mpStartListening(false);
         QCOMPARE(lMessages.count(), 1);
         QCOMPARE(lMessages[0][0].toString(), QStringLiteral("partial message"));
-        mvLog.mpClear();
-        lStream->gpPrintStatus();
-        QCOMPARE(mvLog.mfTexts(Debug).size(), 3);
-        QCOMPARE(mvLog.mfTexts(Debug).last(), QStringLiteral(" --> Reading data block: 0"));
     }
 
     void nullDeviceIsReportedAndHarmless()
@@ -158,8 +148,6 @@ private Q_SLOTS:
         }
         QCOMPARE(mvLog.mfTexts(Error),
                  QStringList("[UBXMessageStream::UBXMessageStream] IODevice is NULL!"));
-        QCOMPARE(mvLog.mfTexts(Debug).last(),
-                 QStringLiteral("[UBXMessageStream::~UBXMessageStream]"));
     }
 
 private:
