@@ -174,10 +174,8 @@ private Q_SLOTS:
         const int lCount = 20000;
         ICLoggerModel* lModel = gfFreshModel();
         auto lThreaded = std::make_shared<Record>();
-        auto lDirect = std::make_shared<Record>();
         auto* lObserver = new Recorder(Debug, lThreaded);
         lModel->mpAddObserver(lObserver, true);
-        lModel->mpAddObserver(new Recorder(Warn, lDirect), false);
         // A second logger races the removal; its late items are simply not delivered,
         // but whatever it logged before the removal is.
         std::atomic<int> lWorkerLogged{0};
@@ -190,10 +188,7 @@ private Q_SLOTS:
         const int lWorkerBefore = lWorkerLogged;
         lModel->mpRemoveObserver(lObserver);
         lWorker.join();
-        lModel->mpRemoveObserver();
-        QVERIFY(lThreaded->mvDestroyed && lDirect->mvDestroyed);
-        QCOMPARE(lDirect->mvTexts.filter(QStringLiteral("m")).size(), lCount);
-        QCOMPARE(lDirect->mvCalls.last(), QStringLiteral("final test main"));
+        QVERIFY(lThreaded->mvDestroyed);
 
         int lMain = 0;
         int lOther = 0;
@@ -224,10 +219,9 @@ private Q_SLOTS:
         const QList<QByteArray> lLines = lFile.readAll().split('\n');
         // Header, the items, and the empty piece after the last line feed.
         QCOMPARE(lLines.size(), lCount + 2);
-        for (int i = 0; i < lCount; ++i) {
-            if (!lLines[i + 1].endsWith(QByteArray("\t: item " + QByteArray::number(i))))
-                QFAIL(lLines[i + 1].constData());
-        }
+        for (int i = 0; i < lCount; ++i)
+            QVERIFY2(lLines[i + 1].endsWith(QByteArray("\t: item " + QByteArray::number(i))),
+                     lLines[i + 1]);
     }
 };
 

@@ -43,7 +43,7 @@ void gpWriteAhead(Client& aClient, const QByteArray& aPool)
 
 } // namespace
 
-// A crowd of peers against beamora-blockcat in another process.
+// Fifty peers stream blocks to beamora-blockcat in another process.
 class tst_UBXConnectionLoad : public QObject
 {
     Q_OBJECT
@@ -82,28 +82,6 @@ private Q_SLOTS:
             const int lIndex = lConnection.value("descriptor").toString().toInt();
             QCOMPARE(lReceived.value(lConnection.value("id").toInt()), lClients[lIndex]->mvHashes);
         }
-    }
-
-    // Peers that connect and say nothing are all dropped, and the server's
-    // resident memory comes back to within 5 MB of where it started.
-    void thousandSilentPeersCostNothingLasting()
-    {
-        BlockCatProcess lTool({QStringLiteral("listen"), QStringLiteral("--port"), "0"});
-        const quint16 lPort = lTool.mfPort();
-        const qint64 lBeforeKiB = lTool.mfResidentKiB();
-        QVERIFY(lBeforeKiB > 0);
-
-        std::vector<std::unique_ptr<QTcpSocket>> lPeers;
-        int lDropped = 0;
-        for (int lIndex = 0; lIndex < 1000; ++lIndex) {
-            lPeers.push_back(std::make_unique<QTcpSocket>());
-            connect(lPeers.back().get(), &QTcpSocket::disconnected, this, [&] { ++lDropped; });
-            lPeers.back()->connectToHost(QHostAddress::LocalHost, lPort);
-        }
-        QTRY_COMPARE_WITH_TIMEOUT(lDropped, 1000, 120000);
-#ifndef __SANITIZE_ADDRESS__ // whose allocator keeps freed memory in quarantine
-        QTRY_VERIFY_WITH_TIMEOUT(lTool.mfResidentKiB() - lBeforeKiB < 5 * 1024, 10000);
-#endif
     }
 };
 
