@@ -1,15 +1,8 @@
-// Child process for the logging tests whose behaviour crosses a process
-// boundary: what is left in a file when the program calls exit() with items
-// queued, and what a system-log receiver gets.
-//
-//   logging_test_helper exit-file <path> <count>
-//   logging_test_helper syslog <socket> <op>...
-//
-// syslog makes /dev/log the given socket in this process's mount namespace
-// (the process must run under unshare --user --map-root-user --mount) and runs
-// the ops: "=N" sets the sink's level to N; "L:text" hands the sink an item of
-// level L stamped 15.11.2026 14:12:10.123.
-
+// Child process for what crosses a process boundary:
+//   logging_test_helper exit-file <path> <count>: exit() with <count> items queued
+//   logging_test_helper syslog <socket> <op>...: /dev/log is <socket> (run under
+//   unshare --user --map-root-user --mount); op "=N" sets the sink's level to N,
+//   "L:text" hands it an item of level L stamped 15.11.2026 14:12:10.123.
 #include "ICLoggerFile.h"
 #include "ICLoggerModel.h"
 #include "ICSysLogger.h"

