@@ -4,9 +4,12 @@
 #include "UBXNetworkConnection.h"
 #include "UBXPrefixedConnectionClient.h"
 
+#include <QCryptographicHash>
 #include <QElapsedTimer>
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTcpSocket>
+#include <QtEndian>
 
 #include <memory>
 #include <vector>
@@ -80,6 +83,46 @@ private Q_SLOTS:
 #ifndef __SANITIZE_ADDRESS__ // whose allocator keeps freed memory in quarantine
         QTRY_VERIFY_WITH_TIMEOUT(lTool.mfResidentKiB() - lBeforeKiB < 5 * 1024, 10000);
 #endif
+    }
+
+    // Blocks of 1 byte to 64 KiB from fifty peers at once arrive exactly once,
+    // in order per connection and intact.
+    void fiftyPeersStreamingBlocks()
+    {
+        constexpr int cPeers = 50;
+        constexpr int cBlocksPerPeer = 100;
+        BlockCatProcess lTool({QStringLiteral("listen"), QStringLiteral("--port"), "0"});
+        const quint16 lPort = lTool.mfPort();
+        QRandomGenerator lRandom(7);
+        QByteArray lPool(2 * 65536, Qt::Uninitialized);
+        lRandom.fillRange(reinterpret_cast<quint32*>(lPool.data()), lPool.size() / 4);
+        std::vector<std::unique_ptr<QTcpSocket>> lPeers;
+        QHash<QString, QStringList> lSent; // block hashes by descriptor
+        for (int lIndex = 0; lIndex < cPeers; ++lIndex) {
+            const QByteArray lDescriptor = QByteArray::number(lIndex);
+            QByteArray lStream = QByteArray(1, '\0') + char(lDescriptor.size()) + lDescriptor;
+            for (int lBlock = 0; lBlock < cBlocksPerPeer; ++lBlock) {
+                const QByteArray lData =
+                    lPool.mid(lRandom.bounded(65536), 1 + lRandom.bounded(65536));
+                lSent[lDescriptor] << QString::fromLatin1(
+                    QCryptographicHash::hash(lData, QCryptographicHash::Sha256).toHex());
+                QByteArray lHeader(4, Qt::Uninitialized);
+                qToBigEndian(quint32(lData.size()), lHeader.data());
+                lStream += lHeader + lData;
+            }
+            lPeers.push_back(std::make_unique<QTcpSocket>());
+            lPeers.back()->connectToHost(QHostAddress::LocalHost, lPort);
+            lPeers.back()->write(lStream);
+        }
+        QVERIFY(lTool.mfWaitFor(QStringLiteral("block"), cPeers * cBlocksPerPeer, 300000));
+        QHash<int, QStringList> lReceived;
+        for (const QJsonObject& lBlock : lTool.mfEvents(QStringLiteral("block")))
+            lReceived[lBlock.value("id").toInt()] << lBlock.value("sha256").toString();
+        const QList<QJsonObject> lAccepted = lTool.mfEvents(QStringLiteral("accepted"));
+        QCOMPARE(lAccepted.size(), cPeers);
+        for (const QJsonObject& lConnection : lAccepted)
+            QCOMPARE(lReceived.value(lConnection.value("id").toInt()),
+                     lSent.value(lConnection.value("descriptor").toString()));
     }
 
     // Both handlers accept: only the first sees the prefixed descriptor.
