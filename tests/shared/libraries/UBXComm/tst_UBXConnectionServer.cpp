@@ -1,4 +1,3 @@
-#include "BlockCatProcess.h"
 #include "UBXConnectionServer.h"
 #include "UBXIncomingConnectionHandler.h"
 #include "UBXNetworkConnection.h"
@@ -6,15 +5,75 @@
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTcpSocket>
+#include <QTest>
 #include <QtEndian>
 
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 namespace {
+
+// A beamora-blockcat process whose JSON events and log lines are collected
+// while the test's event loop runs.
+class BlockCatProcess
+{
+public:
+    explicit BlockCatProcess(const QStringList& aArguments)
+    {
+        QObject::connect(&mvProcess, &QProcess::readyReadStandardOutput, [this] {
+            while (mvProcess.canReadLine()) {
+                mvEvents << QJsonDocument::fromJson(mvProcess.readLine()).object();
+                ++mvCounts[mvEvents.last().value(QLatin1String("event")).toString()];
+            }
+        });
+        QObject::connect(&mvProcess, &QProcess::readyReadStandardError,
+                         [this] { mvLog += mvProcess.readAllStandardError(); });
+        mvProcess.start(QStringLiteral(BLOCKCAT_PATH), aArguments);
+    }
+    ~BlockCatProcess()
+    {
+        mvProcess.terminate();
+        mvProcess.waitForFinished(10000);
+    }
+    QList<QJsonObject> mfEvents(const QString& aName) const
+    {
+        QList<QJsonObject> lFound;
+        std::copy_if(mvEvents.cbegin(), mvEvents.cend(), std::back_inserter(lFound),
+                     [&](const QJsonObject& aEvent) { return aEvent.value("event") == aName; });
+        return lFound;
+    }
+    bool mfWaitFor(const QString& aName, int aCount, int aTimeoutMs = 30000)
+    {
+        return QTest::qWaitFor([&] { return mvCounts.value(aName) >= aCount; }, aTimeoutMs);
+    }
+    // The listening port; 0 when the tool did not report one in time.
+    quint16 mfPort()
+    {
+        return mfWaitFor(QStringLiteral("listening"), 1)
+                   ? quint16(mfEvents(QStringLiteral("listening")).first().value("port").toInt())
+                   : 0;
+    }
+    QByteArray mvLog;
+    qint64 mfResidentKiB() const
+    {
+        QFile lStatm(QStringLiteral("/proc/%1/statm").arg(mvProcess.processId()));
+        if (!lStatm.open(QIODevice::ReadOnly))
+            return -1;
+        return lStatm.readAll().split(' ').value(1).toLongLong() * (sysconf(_SC_PAGESIZE) / 1024);
+    }
+
+private:
+    QProcess mvProcess;
+    QList<QJsonObject> mvEvents;
+    QHash<QString, int> mvCounts;
+};
 
 class Handler : public UBXIncomingConnectionHandler
 {
@@ -77,7 +136,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(lDropped, 1000, 120000);
         QVERIFY2(lFirstDropMs >= 1900 && lFirstDropMs < 8000,
                  qPrintable(QString::number(lFirstDropMs)));
-        QTRY_VERIFY(lTool.mfLog().contains(
+        QTRY_VERIFY(lTool.mvLog.contains(
             "[UBXConnectionServer::mpOnConnectionError] Pending incoming connection closed before "
             "descriptor was received due to error <<No descriptor received>>."));
 #ifndef __SANITIZE_ADDRESS__ // whose allocator keeps freed memory in quarantine
@@ -96,24 +155,33 @@ private Q_SLOTS:
         QRandomGenerator lRandom(7);
         QByteArray lPool(2 * 65536, Qt::Uninitialized);
         lRandom.fillRange(reinterpret_cast<quint32*>(lPool.data()), lPool.size() / 4);
-        std::vector<std::unique_ptr<QTcpSocket>> lPeers;
         QHash<QString, QStringList> lSent; // block hashes by descriptor
+        QByteArrayList lStreams;
         for (int lIndex = 0; lIndex < cPeers; ++lIndex) {
-            const QByteArray lDescriptor = QByteArray::number(lIndex);
-            QByteArray lStream = QByteArray(1, '\0') + char(lDescriptor.size()) + lDescriptor;
+            lStreams << QByteArray();
             for (int lBlock = 0; lBlock < cBlocksPerPeer; ++lBlock) {
                 const QByteArray lData =
                     lPool.mid(lRandom.bounded(65536), 1 + lRandom.bounded(65536));
-                lSent[lDescriptor] << QString::fromLatin1(
+                lSent[QString::number(lIndex)] << QString::fromLatin1(
                     QCryptographicHash::hash(lData, QCryptographicHash::Sha256).toHex());
                 QByteArray lHeader(4, Qt::Uninitialized);
                 qToBigEndian(quint32(lData.size()), lHeader.data());
-                lStream += lHeader + lData;
+                lStreams.last() += lHeader + lData;
             }
+        }
+        // The blocks go once every handshake is through: a swamped server
+        // drops peers whose descriptor it has not read within 2 s.
+        std::vector<std::unique_ptr<QTcpSocket>> lPeers;
+        for (int lIndex = 0; lIndex < cPeers; ++lIndex) {
+            const QByteArray lDescriptor = QByteArray::number(lIndex);
             lPeers.push_back(std::make_unique<QTcpSocket>());
             lPeers.back()->connectToHost(QHostAddress::LocalHost, lPort);
-            lPeers.back()->write(lStream);
+            QVERIFY(lPeers.back()->waitForConnected(10000));
+            lPeers.back()->write(QByteArray(1, '\0') + char(lDescriptor.size()) + lDescriptor);
         }
+        QVERIFY(lTool.mfWaitFor(QStringLiteral("accepted"), cPeers));
+        for (int lIndex = 0; lIndex < cPeers; ++lIndex)
+            lPeers[lIndex]->write(lStreams[lIndex]);
         QVERIFY(lTool.mfWaitFor(QStringLiteral("block"), cPeers * cBlocksPerPeer, 300000));
         QHash<int, QStringList> lReceived;
         for (const QJsonObject& lBlock : lTool.mfEvents(QStringLiteral("block")))
