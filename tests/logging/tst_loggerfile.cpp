@@ -6,7 +6,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cstdio>
 #include <memory>
 
 namespace {
@@ -185,7 +184,7 @@ private Q_SLOTS:
             QCOMPARE(gfBody(mfPath(lFile.key())),
                      gfLines(lFile->at(0), lFile->at(1)) + (lFile->at(2) ? sNotice : QByteArray()));
     }
-    void appendAndUnwritable()
+    void appendAndFinalize()
     {
         // Appending continues a file without a new header; an empty one still gets it.
         const QString lPath = mfPath(QStringLiteral("append.log"));
@@ -202,37 +201,6 @@ private Q_SLOTS:
             gpLog(lTruncating, 3, 3);
         }
         QCOMPARE(gfBody(lPath), gfLines(2, 2));
-        // Neither a missing directory nor a directory in place of the file is
-        // written into, and no backup is made.
-        QVERIFY(QDir().mkpath(mfPath(QStringLiteral("directory"))));
-        for (const char* lName : {"missing/service.log", "directory"}) {
-            ICLoggerFile lLogger(mfPath(QLatin1String(lName)), Debug, 1, 2, false);
-            gpLog(lLogger, 0, 19);
-        }
-        QCOMPARE(mfFiles(), QStringList({"append.log"}));
-        QVERIFY(QDir(mfPath(QStringLiteral("directory"))).isEmpty());
-        // Without a name the file is iclogger<time>.log in the working directory.
-        const QString lPrevious = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(mvDir->path()));
-        delete new ICLoggerFile(QString(), Debug, 0, 0, false);
-        QDir::setCurrent(lPrevious);
-        QCOMPARE(
-            mfFiles().filter(QRegularExpression("^iclogger\\d\\d_\\d\\d_\\d\\d\\.log$")).size(), 1);
-    }
-    void streamHandleNeverRotates()
-    {
-        const QString lPath = mfPath(QStringLiteral("handle.log"));
-        FILE* lHandle = std::fopen(QFile::encodeName(lPath).constData(), "w");
-        QVERIFY(lHandle);
-        {
-            ICLoggerFile lLogger(lHandle, QStringLiteral("stdout"), Debug);
-            lLogger.mpSetMaxFileSize(1); // a rotating sink would empty the file
-            gpLog(lLogger, 0, 29);
-        }
-        // The handle is still open and ours.
-        QVERIFY(std::fputs("after\n", lHandle) >= 0);
-        std::fclose(lHandle);
-        QCOMPARE(gfBody(lPath), gfLines(0, 29) + "after\n");
     }
     // Lines reach the disk while a threaded sink runs, not only when it closes.
     void threadedSinkWritesWhileRunning()

@@ -14,15 +14,6 @@
 
 namespace {
 constexpr int cTimeoutMs = 30000;
-QString gfLogText(const char* aFunction, const char* aText)
-{
-    return QStringLiteral("[UBXLocalCommunication::%1] %2 in LocalCommunication.")
-        .arg(QLatin1String(aFunction), QLatin1String(aText));
-}
-const QString cCouldNotConnect = gfLogText("mpStartCommunication", "Could not connect with server");
-const QString cListening = gfLogText("mpTryToCreateServer", "Listening as server");
-const QString cServerCreated = gfLogText("mpStartCommunication", "Server created");
-
 QString gfSocketPath(const QString& aName)
 {
     return QDir::tempPath() + QLatin1Char('/') + aName;
@@ -65,7 +56,13 @@ private Q_SLOTS:
                 [&lReceived](const QString& aMessage) { lReceived << aMessage; });
         QVERIFY(lChannel.mpStartCommunication(UBXStartAutomatic));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleServer);
-        QCOMPARE(mvLog.mfTexts(Debug), QStringList({cCouldNotConnect, cListening, cServerCreated}));
+        QCOMPARE(mvLog.mfTexts(Debug),
+                 QStringList({"[UBXLocalCommunication::mpStartCommunication] Could not connect "
+                              "with server in LocalCommunication.",
+                              "[UBXLocalCommunication::mpTryToCreateServer] Listening as server in "
+                              "LocalCommunication.",
+                              "[UBXLocalCommunication::mpStartCommunication] Server created in "
+                              "LocalCommunication."}));
         QStringList lSent;
         {
             UBXLocalCommunication lSecond(QStringLiteral("lc.auto"));
@@ -77,10 +74,7 @@ private Q_SLOTS:
                                      &UBXLocalCommunication::sgNumberOfConnectionsChanged);
             QTRY_COMPARE_WITH_TIMEOUT(lCounts.count(), 1, cTimeoutMs);
             QCOMPARE(lCounts[0], QVariantList({0u, 1u}));
-            QVERIFY(mvLog.mfTexts(Debug).contains("New connection in LocalCommunication."));
             lChannel.gpSendMessage(QStringLiteral("bye"));
-            QVERIFY(mvLog.mfTexts(Debug).contains(
-                "Sending message <<bye>> to other side in LocalCommunication."));
             QTRY_COMPARE_WITH_TIMEOUT(lReplies.count(), 1, cTimeoutMs);
             QCOMPARE(lReplies[0][0].toString(), QStringLiteral("bye"));
             // Only the first message of a pass leaves at once: the rest goes
@@ -129,41 +123,29 @@ private Q_SLOTS:
         QCOMPARE(lFile.exists(), fileInTheWay);
     }
 
+    // The name of a server that died without removing its socket file, or of
+    // one still listening, is taken over.
     void nameOfDeadOrLiveServerIsTaken_data()
     {
         QTest::addColumn<bool>("dead");
         QTest::addColumn<uint>("mode");
-        QTest::addColumn<QStringList>("expectedLog");
-        const QString lStart = QStringLiteral("[UBXLocalCommunication::mpStartCommunication] ");
-        const QStringList lRemoval = {
-            "[UBXLocalCommunication::mpTryToCreateServer] Attempt to listen as server in "
-            "LocalCommunication failed.",
-            gfLogText("mpStartCommunication", "Could not create server"),
-            lStart + "Attempting to remove server file.",
-            lStart + "Server file removed successfully."};
-        QTest::newRow("dead server, automatic")
-            << true << uint(UBXStartAutomatic)
-            << QStringList({cCouldNotConnect}) + lRemoval +
-                   QStringList({cCouldNotConnect, cListening, cServerCreated});
-        QTest::newRow("live server, server only")
-            << false << uint(UBXStartServerOnly)
-            << lRemoval + QStringList({cListening, cServerCreated});
+        QTest::newRow("dead server, automatic") << true << uint(UBXStartAutomatic);
+        QTest::newRow("live server, server only") << false << uint(UBXStartServerOnly);
     }
 
     void nameOfDeadOrLiveServerIsTaken()
     {
         QFETCH(bool, dead);
         QFETCH(uint, mode);
-        QFETCH(QStringList, expectedLog);
         const QString lName = dead ? QStringLiteral("lc.dead") : QStringLiteral("lc.live");
         QLocalServer::removeServer(lName);
         QLocalServer lServer;
         QVERIFY(dead ? gfLeaveDeadSocket(lName) : lServer.listen(lName));
-        mvLog.mpClear();
         UBXLocalCommunication lChannel(lName);
         QVERIFY(lChannel.mpStartCommunication(static_cast<UBXStartMode>(mode)));
         QCOMPARE(lChannel.gfGetRole(), UBXRoleServer);
-        QCOMPARE(mvLog.mfTexts(Debug), expectedLog);
+        QVERIFY(mvLog.mfTexts(Debug).contains(
+            "[UBXLocalCommunication::mpStartCommunication] Server file removed successfully."));
         QSignalSpy lCounts(&lChannel, &UBXLocalCommunication::sgNumberOfConnectionsChanged);
         QLocalSocket lClient;
         lClient.connectToServer(lName);
