@@ -1,5 +1,4 @@
 #include "ICLoggerFile.h"
-#include "ICLoggerModel.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -201,16 +200,6 @@ private Q_SLOTS:
             gpLog(lTruncating, 3, 3);
         }
         QCOMPARE(gfBody(lPath), gfLines(2, 2));
-    }
-    // Lines reach the disk while a threaded sink runs, not only when it closes.
-    void threadedSinkWritesWhileRunning()
-    {
-        const QString lPath = mfPath(QStringLiteral("live.log"));
-        ICLoggerModel* lModel = ICLoggerModel::instance(QStringLiteral("live"));
-        lModel->mpAddObserver(new ICLoggerFile(lPath, Debug, 0, 0, false), true);
-        lModel->mpLog(Info, QStringLiteral("live"));
-        QTRY_VERIFY(gfBody(lPath).endsWith("\t: live\n"));
-        lModel->mpRemoveObserver();
     }
 
 private:

@@ -9,7 +9,6 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
 #include <QtEndian>
@@ -53,12 +52,10 @@ public:
     {
         return QTest::qWaitFor([&] { return mvCounts.value(aName) >= aCount; }, aTimeoutMs);
     }
-    // The listening port; 0 when the tool did not report one in time.
-    quint16 mfPort()
+    quint16 mfPort() // 0 when the tool has not reported it in time
     {
-        return mfWaitFor(QStringLiteral("listening"), 1)
-                   ? quint16(mfEvents(QStringLiteral("listening")).first().value("port").toInt())
-                   : 0;
+        mfWaitFor(QStringLiteral("listening"), 1);
+        return quint16(mfEvents(QStringLiteral("listening")).value(0).value("port").toInt());
     }
     QByteArray mvLog;
     qint64 mfResidentKiB() const

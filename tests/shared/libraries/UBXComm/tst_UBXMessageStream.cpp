@@ -126,11 +126,9 @@ private Q_SLOTS:
 
     void nullDeviceIsReportedAndHarmless()
     {
-        {
-            UBXMessageStream lStream(nullptr);
-            lStream.mpStartListening(false);
-            lStream.gpSendMessage(QStringLiteral("nowhere"));
-        }
+        UBXMessageStream lStream(nullptr);
+        lStream.mpStartListening(false);
+        lStream.gpSendMessage(QStringLiteral("nowhere"));
         QCOMPARE(mvLog.mfTexts(Error),
                  QStringList("[UBXMessageStream::UBXMessageStream] IODevice is NULL!"));
     }
