@@ -182,7 +182,6 @@ private Q_SLOTS:
         const int lWorkerBefore = lWorkerLogged;
         lModel->mpRemoveObserver(lObserver);
         lWorker.join();
-        QVERIFY(lThreaded->mvDestroyed);
 
         int lMain = 0;
         int lOther = 0;
