@@ -179,7 +179,7 @@ private Q_SLOTS:
         QVERIFY(lTool.mfWaitFor(QStringLiteral("accepted"), cPeers));
         for (int lIndex = 0; lIndex < cPeers; ++lIndex)
             lPeers[lIndex]->write(lStreams[lIndex]);
-        QVERIFY(lTool.mfWaitFor(QStringLiteral("block"), cPeers * cBlocksPerPeer, 300000));
+        QVERIFY(lTool.mfWaitFor(QStringLiteral("block"), cPeers * cBlocksPerPeer, 120000));
         QHash<int, QStringList> lReceived;
         for (const QJsonObject& lBlock : lTool.mfEvents(QStringLiteral("block")))
             lReceived[lBlock.value("id").toInt()] << lBlock.value("sha256").toString();
