@@ -75,7 +75,7 @@ private Q_SLOTS:
             << QByteArray("Error\t: Class 1\t: PID 18446744073709551615\t: PName Unknown\t: "
                           "15.11.2026 14:12:10.123\t: Gr\xc3\xbc\xc3\x9f"
                           "e \xe6\x9d\xb1\xe4\xba\xac\n");
-        // The time field is built by hand: every part keeps its leading zeros.
+        // The time field is built by hand: every field keeps its leading zeros.
         QTest::newRow("padded time")
             << ICLoggerItem("x", QDateTime(QDate(987, 3, 5), QTime(9, 4, 7, 8)), Info, 1, "t", 0)
             << QByteArray("Info\t: Class 0\t: PID 1\t: PName t\t: 05.03.0987 09:04:07.008\t: x\n");
