@@ -1,15 +1,8 @@
-// Child process for the logging tests whose behaviour crosses a process
-// boundary: what is left in a file when the program calls exit() with items
-// queued, and what a system-log receiver gets.
-//
-//   logging_test_helper exit-file <path> <count>
-//   logging_test_helper syslog <socket> <op>...
-//
-// syslog makes /dev/log the given socket in this process's mount namespace
-// (the process must run under unshare --user --map-root-user --mount) and runs
-// the ops: "=N" sets the sink's level to N; "L:text" hands the sink an item of
-// level L stamped 15.11.2026 14:12:10.123.
-
+// Child process for what crosses a process boundary:
+//   logging_test_helper exit-file <path> <count>: exit() with <count> items queued
+//   logging_test_helper syslog <socket> <op>...: /dev/log is <socket> (run under
+//   unshare --user --map-root-user --mount); op "=N" sets the sink's level to N,
+//   "L:text" hands it an item of level L stamped 15.11.2026 14:12:10.123.
 #include "ICLoggerFile.h"
 #include "ICLoggerModel.h"
 #include "ICSysLogger.h"
@@ -17,6 +10,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 #include <cstdio>
 #include <cstdlib>
@@ -54,10 +48,12 @@ int main(int argc, char** argv)
         ICLoggerModel* lModel = ICLoggerModel::instance();
         lModel->mpAddObserver(new ICLoggerFile(QString::fromLocal8Bit(argv[2]), Debug, 0, 0, false),
                               true);
-        for (int i = 0; i < std::atoi(argv[3]); ++i)
+        // The first line is long (a 16 MB thread name), so items are still
+        // queued at exit(): the model's exit handler must write them all.
+        for (int i = 0; i < std::atoi(argv[3]); ++i) {
+            QThread::currentThread()->setObjectName(i == 0 ? QString(1 << 24, 'x') : QString());
             lModel->mpLog(Info, QStringLiteral("item %1").arg(i), 0);
-        // Straight out, with the observer thread still busy: the model's exit
-        // handler must write everything that was queued.
+        }
         std::exit(0);
     }
     if (lMode != "syslog")

@@ -26,8 +26,7 @@ private Q_SLOTS:
         const QByteArray lPath = QFile::encodeName(lDirectory.filePath(QStringLiteral("dev/log")));
         sockaddr_un lAddress{};
         lAddress.sun_family = AF_UNIX;
-        QVERIFY(size_t(lPath.size()) < sizeof(lAddress.sun_path));
-        std::copy(lPath.begin(), lPath.end(), lAddress.sun_path);
+        qstrncpy(lAddress.sun_path, lPath.constData(), sizeof lAddress.sun_path);
         const int lSocket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         QVERIFY(::bind(lSocket, reinterpret_cast<sockaddr*>(&lAddress), sizeof(lAddress)) == 0);
 
@@ -48,12 +47,8 @@ private Q_SLOTS:
             lRunning = !lHelper.waitForFinished(50);
             char lBuffer[4096];
             ssize_t lSize;
-            while ((lSize = ::recv(lSocket, lBuffer, sizeof(lBuffer), 0)) >= 0) {
-                const QString lMessage = QString::fromLatin1(lBuffer, lSize);
-                const QRegularExpressionMatch lMatch = lFrame.match(lMessage);
-                lReceived << (lMatch.hasMatch() ? lMatch.captured(1) + ' ' + lMatch.captured(2)
-                                                : lMessage);
-            }
+            while ((lSize = ::recv(lSocket, lBuffer, sizeof(lBuffer), 0)) >= 0)
+                lReceived << QString::fromLatin1(lBuffer, lSize).replace(lFrame, "\\1 \\2");
         }
         ::close(lSocket);
         QCOMPARE(lHelper.exitCode(), 0);
