@@ -1,4 +1,5 @@
 #include "ICLoggerFile.h"
+#include "ICLoggerModel.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -200,6 +201,16 @@ private Q_SLOTS:
             gpLog(lTruncating, 3, 3);
         }
         QCOMPARE(gfBody(lPath), gfLines(2, 2));
+    }
+    // Lines reach the disk while a threaded sink runs, not only when it closes.
+    void threadedSinkWritesWhileRunning()
+    {
+        const QString lPath = mfPath(QStringLiteral("live.log"));
+        ICLoggerModel* lModel = ICLoggerModel::instance(QStringLiteral("live"));
+        lModel->mpAddObserver(new ICLoggerFile(lPath, Debug, 0, 0, false), true);
+        const auto lRemove = qScopeGuard([lModel] { lModel->mpRemoveObserver(); });
+        lModel->mpLog(Info, QStringLiteral("live"));
+        QTRY_VERIFY(gfBody(lPath).endsWith("\t: live\n"));
     }
 
 private:
