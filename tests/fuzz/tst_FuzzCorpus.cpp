@@ -1,5 +1,6 @@
 #include "ConnectionFuzzInput.h"
 #include "HybridCodecFuzzInput.h"
+#include "ImageSequenceFuzzInput.h"
 #include "JsonFuzzInput.h"
 #include "MessageStreamFuzzInput.h"
 #include "OverlayFuzzInput.h"
@@ -26,6 +27,7 @@ private Q_SLOTS:
         QTest::newRow("hybrid codec") << "fuzz_UBXHybridCodec" << &gfDecodeHybridStream;
         QTest::newRow("JSON") << "fuzz_UBXJson" << &gfCheckJsonInput;
         QTest::newRow("overlay") << "fuzz_UBXOverlay" << &gfFeedOverlay;
+        QTest::newRow("image sequence") << "fuzz_ImageSequence" << &gfFeedImageSequence;
     }
     void everyInputKeepsTheRules()
     {

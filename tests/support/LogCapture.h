@@ -38,14 +38,6 @@ public:
         }
         return lTexts;
     }
-    // How many items carry exactly this text at this level.
-    int mfCount(const QString& aText, qint32 aLevel) const
-    {
-        int lCount = 0;
-        for (const ICLoggerItem& lItem : mfItems())
-            lCount += lItem.mfGetText() == aText && lItem.mfGetLevel() == aLevel;
-        return lCount;
-    }
     void mpClear()
     {
         QMutexLocker lLocker(&mvObserver->mvMutex);
