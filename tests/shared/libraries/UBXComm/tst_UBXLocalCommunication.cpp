@@ -8,9 +8,7 @@
 #include <QTest>
 
 #include <memory>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace {
 constexpr int cTimeoutMs = 30000;
@@ -22,15 +20,7 @@ QString gfSocketPath(const QString& aName)
 // What a server killed in its tracks leaves behind: a socket file nobody listens on.
 bool gfLeaveDeadSocket(const QString& aName)
 {
-    const QByteArray lPath = QFile::encodeName(gfSocketPath(aName));
-    sockaddr_un lAddress{};
-    lAddress.sun_family = AF_UNIX;
-    qstrncpy(lAddress.sun_path, lPath.constData(), sizeof lAddress.sun_path);
-    const int lSocket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    const bool lBound =
-        ::bind(lSocket, reinterpret_cast<sockaddr*>(&lAddress), sizeof lAddress) == 0;
-    ::close(lSocket);
-    return lBound;
+    return ::mknod(QFile::encodeName(gfSocketPath(aName)).constData(), S_IFSOCK | 0600, 0) == 0;
 }
 } // namespace
 
