@@ -111,12 +111,11 @@ private Q_SLOTS:
     // Hand-made hostile files of the fuzz corpus: the frames kept, -1 for a failed load.
     void hostileFiles()
     {
-        for (const auto& [lName, lFrames] : {std::pair("count-int-max", 3),
-                                             {"undecodable-middle-frame", 2},
-                                             {"claims-gigabytes", -1},
-                                             {"broken-zlib-stream", -1},
-                                             {"truncated-zlib-stream", -1},
-                                             {"claims-less-than-inflates", -1}}) {
+        const std::pair<const char*, int> lFiles[] = {
+            {"count-int-max", 3},          {"undecodable-middle-frame", 2},
+            {"claims-gigabytes", -1},      {"broken-zlib-stream", -1},
+            {"truncated-zlib-stream", -1}, {"claims-less-than-inflates", -1}};
+        for (const auto& [lName, lFrames] : lFiles) {
             QFile lFile(sCorpus.filePath(lName));
             QVERIFY(lFile.open(QIODevice::ReadOnly));
             ImageSequence lSequence;

@@ -15,9 +15,7 @@ private Q_SLOTS:
         QSignalSpy lAvailable(&lChannel, &UBXAbstractUDPConnection::sgDatagramAvailable);
         QUdpSocket lSender;
         const QByteArray lDatagram(1500, 'u');
-        QCOMPARE(
-            lSender.writeDatagram(lDatagram, QHostAddress::LocalHost, lChannel.mfGetLocalPort()),
-            1500);
+        lSender.writeDatagram(lDatagram, QHostAddress::LocalHost, lChannel.mfGetLocalPort());
         QVERIFY(lAvailable.wait(10000));
 
         char lBuffer[2000];
