@@ -55,11 +55,7 @@ class tst_LoggerFile : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init()
-    {
-        mvDir = std::make_unique<QTemporaryDir>();
-        QVERIFY(mvDir->isValid());
-    }
+    void init() { QVERIFY((mvDir = std::make_unique<QTemporaryDir>())->isValid()); }
     void lineFormat_data()
     {
         QTest::addColumn<ICLoggerItem>("item");
@@ -156,6 +152,8 @@ private Q_SLOTS:
         QTest::newRow("dotted name, appending, one backup")
             << "app.trace.txt" << QList<int>{1, 1, 1, 1, 24}
             << Files{{"app.trace.txt", {20, 24, 0}}, {"app_1.trace.txt", {10, 19, 1}}};
+        QTest::newRow("missing directory: nothing written, no backup")
+            << "missing/service.log" << QList<int>{1, 1, 0, 0, 20} << Files{};
         QTest::newRow("no backup: emptied, no notice")
             << "single.log" << QList<int>{1, 0, 0, 1, 22} << Files{{"single.log", {20, 22, 0}}};
         // kB * 1024 in 32 bits: 4194304 kB wraps to no limit, 4194305 kB to 1 kB.
@@ -201,6 +199,11 @@ private Q_SLOTS:
             gpLog(lTruncating, 3, 3);
         }
         QCOMPARE(gfBody(lPath), gfLines(2, 2));
+        // Without a name the file is iclogger<hh_mm_ss>.log in the working directory.
+        QVERIFY(QDir::setCurrent(mvDir->path()));
+        delete new ICLoggerFile(QString(), Debug, 0, 0, false);
+        QCOMPARE(
+            mfFiles().filter(QRegularExpression("^iclogger\\d\\d_\\d\\d_\\d\\d\\.log$")).size(), 1);
     }
     // Lines reach the disk while a threaded sink runs, not only when it closes.
     void threadedSinkWritesWhileRunning()

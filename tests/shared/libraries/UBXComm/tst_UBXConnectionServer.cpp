@@ -27,10 +27,8 @@ public:
     explicit BlockCatProcess(const QStringList& aArguments)
     {
         QObject::connect(&mvProcess, &QProcess::readyReadStandardOutput, [this] {
-            while (mvProcess.canReadLine()) {
+            while (mvProcess.canReadLine())
                 mvEvents << QJsonDocument::fromJson(mvProcess.readLine()).object();
-                ++mvCounts[mvEvents.last().value(QLatin1String("event")).toString()];
-            }
         });
         QObject::connect(&mvProcess, &QProcess::readyReadStandardError,
                          [this] { mvLog += mvProcess.readAllStandardError(); });
@@ -50,7 +48,7 @@ public:
     }
     bool mfWaitFor(const QString& aName, int aCount, int aTimeoutMs = 30000)
     {
-        return QTest::qWaitFor([&] { return mvCounts.value(aName) >= aCount; }, aTimeoutMs);
+        return QTest::qWaitFor([&] { return mfEvents(aName).size() >= aCount; }, aTimeoutMs);
     }
     quint16 mfPort() // 0 when the tool has not reported it in time
     {
@@ -69,7 +67,6 @@ public:
 private:
     QProcess mvProcess;
     QList<QJsonObject> mvEvents;
-    QHash<QString, int> mvCounts;
 };
 
 class Handler : public UBXIncomingConnectionHandler

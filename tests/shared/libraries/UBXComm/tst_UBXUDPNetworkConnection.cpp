@@ -13,9 +13,8 @@ private Q_SLOTS:
     {
         UBXUDPNetworkConnection lChannel(QStringLiteral("127.0.0.1"), 9, 0);
         QSignalSpy lAvailable(&lChannel, &UBXAbstractUDPConnection::sgDatagramAvailable);
-        QUdpSocket lSender;
         const QByteArray lDatagram(1500, 'u');
-        lSender.writeDatagram(lDatagram, QHostAddress::LocalHost, lChannel.mfGetLocalPort());
+        QUdpSocket().writeDatagram(lDatagram, QHostAddress::LocalHost, lChannel.mfGetLocalPort());
         QVERIFY(lAvailable.wait(10000));
 
         char lBuffer[2000];
