@@ -23,6 +23,8 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include "PlainSocket.h"
+
 #include <benchmark/benchmark.h>
 
 #include <arpa/inet.h>
@@ -42,30 +44,6 @@ constexpr int cMiB = 1 << 20;
 constexpr int cBlocksPerBatch = 8;
 
 // ---- plain sockets ---------------------------------------------------------
-
-bool gfWriteAll(int aFd, const char* apData, size_t aLength)
-{
-    while (aLength > 0) {
-        const ssize_t lWritten = ::write(aFd, apData, aLength);
-        if (lWritten <= 0)
-            return false;
-        apData += lWritten;
-        aLength -= size_t(lWritten);
-    }
-    return true;
-}
-
-bool gfReadAll(int aFd, char* apData, size_t aLength)
-{
-    while (aLength > 0) {
-        const ssize_t lRead = ::read(aFd, apData, aLength);
-        if (lRead <= 0)
-            return false;
-        apData += lRead;
-        aLength -= size_t(lRead);
-    }
-    return true;
-}
 
 std::vector<char> gfBlock(char aFirst, size_t aSize)
 {

@@ -13,6 +13,8 @@
 #include <QEventLoop>
 #include <QProcess>
 
+#include "PlainSocket.h"
+
 #include <benchmark/benchmark.h>
 
 #include <sys/socket.h>
@@ -33,18 +35,6 @@ bool gfIsEchoed(char aFirst)
 }
 
 // ---- the plain socket -------------------------------------------------------
-
-bool gfWriteAll(int aFd, const char* apData, size_t aLength)
-{
-    while (aLength > 0) {
-        const ssize_t lWritten = ::write(aFd, apData, aLength);
-        if (lWritten <= 0)
-            return false;
-        apData += lWritten;
-        aLength -= static_cast<size_t>(lWritten);
-    }
-    return true;
-}
 
 // Reads whole frames out of a buffered socket.
 class RawFrameReader
